@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# wsbridge quick start.
+#   ./setup.sh demo      install, build, start a demo device behind nginx, answer a sample call
+#   ./setup.sh test      install, build and run every test
+#   ./setup.sh sanitize  build with AddressSanitizer/UBSan and run the tests
+#   ./setup.sh stop      stop what "demo" started
+set -euo pipefail
+cd "$(dirname "$0")"
+TOP=$PWD
+
+DEPS=(build-essential cmake pkg-config gsoap libgsoap-dev libfcgi-dev libboost-regex-dev
+      libsqlite3-dev sqlite3 nginx python3-zeep python3-pytest googletest libgtest-dev
+      libgmock-dev libbenchmark-dev)
+
+install_deps() {
+    local missing=()
+    for p in "${DEPS[@]}"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "== installing: ${missing[*]}"
+    local sudo=""; [ "$(id -u)" -eq 0 ] || sudo=sudo
+    $sudo apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
+}
+
+build() {  # build DIR [cmake options...]
+    local dir=$1; shift
+    cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+    cmake --build "$dir" -j"$(nproc)"
+}
+
+case "${1:-}" in
+    demo)
+        install_deps
+        build build
+        exec deploy/demo/run-demo.sh "$TOP/build"
+        ;;
+    test)
+        install_deps
+        build build
+        ctest --test-dir build --output-on-failure -j"$(nproc)"
+        ;;
+    sanitize)
+        install_deps
+        build build-asan -DWSB_SANITIZE=ON -DWSB_BUILD_BENCH=OFF
+        ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+            ctest --test-dir build-asan --output-on-failure -j"$(nproc)"
+        ;;
+    stop)
+        exec deploy/demo/run-demo.sh --stop
+        ;;
+    *)
+        sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'
+        exit 2
+        ;;
+esac
