@@ -1,0 +1,82 @@
+"""Process lifecycle seen from outside: termination signals end the loop with
+the shutdown messages, and connection records are mirrored into the store at
+the first sweep and removed at shutdown."""
+import signal
+
+import pytest
+
+from gateway import CONNECTIONS, frontend, locale_request
+
+CAUGHT = "Caught term signal, exiting soap_serve loop now..."
+
+
+@pytest.mark.parametrize("sig", [signal.SIGTERM, signal.SIGINT, signal.SIGHUP],
+                         ids=["TERM", "INT", "HUP"])
+def test_signal_ends_loop_with_shutdown_messages(fresh_gateway, sig):
+    gw = fresh_gateway()
+    assert gw.answers()
+    gw.proc.send_signal(sig)
+    assert gw.terminate() == 0, gw.stderr()
+    err = gw.stderr()
+    assert CAUGHT in err
+    stopping = err.find("Stopping %s \n" % gw.bin.wsbridge)
+    assert stopping > err.find(CAUGHT), err
+    # With the process gone nginx can no longer reach it.
+    assert gw.post(b"<x/>").status_code == 502
+
+
+def test_sigterm_right_after_traffic(fresh_gateway):
+    gw = fresh_gateway()
+    for _ in range(20):
+        assert gw.answers()
+    assert gw.terminate() == 0, gw.stderr()
+    assert CAUGHT in gw.stderr()
+
+
+def test_each_user_is_registered_on_first_request(gateway):
+    """REMOTE_USER and REMOTE_ADDR arrive through the shipped nginx location."""
+    for user in ("viewer", "operator"):
+        _, svc = gateway.zeep_for("getDefaultLocale", user=user)
+        svc.getDefaultLocale(options="")
+        svc.getDefaultLocale(options="")
+    err = gateway.stderr()
+    for user in ("viewer", "operator"):
+        lines = [l for l in err.splitlines()
+                 if l.startswith("New wsbridge connection ") and
+                 l.endswith(" for %s@http:127.0.0.1 " % user)]
+        assert len(lines) == 1, err
+
+
+GHOST = "99"
+
+
+def plant_stale_record(store):
+    store.run("set", "%s/%s/User" % (CONNECTIONS, GHOST), "text", "ghost")
+    store.run("set", "%s/%s/Address" % (CONNECTIONS, GHOST), "text", "10.0.0.9")
+
+
+@pytest.mark.slow
+def test_connection_records_follow_the_registry(fresh_gateway):
+    gw = fresh_gateway(setup=plant_stale_record)
+    assert gw.store.children(CONNECTIONS) == [GHOST]
+    for user in ("admin", "operator"):
+        r = gw.post(locale_request(), user=user)
+        assert r.status_code == 200
+    ids = {}
+    for line in gw.stderr().splitlines():
+        if line.startswith("New wsbridge connection "):
+            parts = line.split()
+            ids[parts[5].split("@")[0]] = parts[3]
+    assert set(ids) == {"admin", "operator"}, gw.stderr()
+
+    # The sweep acts at most once a minute: poll for up to 90 s.
+    def mirrored():
+        return sorted(gw.store.children(CONNECTIONS)) == sorted(ids.values())
+    assert frontend.wait_until(mirrored, 90, step=0.5), (gw.store.children(CONNECTIONS),
+                                                         gw.stderr())
+    for user, conn_id in ids.items():
+        assert gw.store.get("%s/%s/User" % (CONNECTIONS, conn_id)).endswith(user)
+    assert "Unexpected removal of connection %s %s " % (CONNECTIONS, GHOST) in gw.stderr()
+
+    assert gw.terminate() == 0, gw.stderr()
+    assert gw.store.children(CONNECTIONS) == []
