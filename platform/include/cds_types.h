@@ -86,6 +86,11 @@ typedef dsv_handle* dsv_handle_t;
 dsv_handle_t dsv_init();
 // Opens an explicit store file (tools and tests).
 dsv_handle_t dsv_init_path(const tk_string& file);
+// Opens `file`, creating it only when `create` is set; on failure returns
+// null and fills status (7 cannot open, 8 not a store, 13 newer schema).
+dsv_handle_t dsv_open(const tk_string& file, bool create, api_status_t& status);
+// Busy timeout of a handle in milliseconds (default 5000).
+void dsv_set_busy_timeout(dsv_handle_t handle, int milliseconds);
 // Closes a handle; null is allowed.
 void dsv_close(dsv_handle_t handle);
 // Absolute path of the store file behind a handle ("" for null).

@@ -31,6 +31,13 @@ qel_time64_t qel_UNIXtoQELtime64(const timeval* tv);
 // Unix seconds -> device time.
 qel_time64_t qel_UNIXsecondsToQELtime64(int64_t seconds);
 
+// Offset of local time from UTC at instant `t` (seconds, east positive), per
+// the system's time zone.
+int64_t qel_UTCoffsetSeconds(qel_time64_t t);
+// Local wall-clock time of instant `t`: t plus the zone's offset at t.
+qel_time64_t qel_UTCtoLocal64(qel_time64_t t);
+// Daylight saving in force at instant `t`.
+bool qel_IsDaylightSavingsAt(qel_time64_t t);
 // Daylight saving in force now, per the system's time zone ($TZ or
 // /etc/localtime).
 bool qel_IsDaylightSavings();

@@ -1,0 +1,88 @@
+// The shared SQLite helper: connection set-up, statement cache, transactions
+// and the result-code mapping used by every platform database reader.
+#include "sql_db.h"
+
+namespace platform_sql {
+
+int status_of(int sqliteCode) {
+    switch (sqliteCode & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+        return API_SUCCESS;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return API_BUSY;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_FORMAT:
+        return API_CORRUPT;
+    case SQLITE_CONSTRAINT:
+        return API_NOT_PERMITTED;
+    case SQLITE_TOOBIG:
+    case SQLITE_MISMATCH:
+    case SQLITE_RANGE:
+        return API_INVALID_ARGUMENT;
+    default:  // IOERR, FULL, CANTOPEN, READONLY, PERM, NOMEM, ...
+        return API_IO_ERROR;
+    }
+}
+
+SqlDb::~SqlDb() { close(); }
+
+int SqlDb::open(const std::string& file, bool create, int busyMs) {
+    close();
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+    int rc = sqlite3_open_v2(file.c_str(), &m_db, flags, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        return rc;
+    }
+    sqlite3_extended_result_codes(m_db, 1);
+    sqlite3_busy_timeout(m_db, busyMs);
+    // journal_mode answers with a row; a file that is not a database fails here.
+    sqlite3_stmt* s = nullptr;
+    rc = sqlite3_prepare_v2(m_db, "PRAGMA journal_mode=WAL", -1, &s, nullptr);
+    if (rc == SQLITE_OK) {
+        rc = sqlite3_step(s);
+        if (rc == SQLITE_ROW) rc = SQLITE_OK;
+    }
+    sqlite3_finalize(s);
+    if (rc == SQLITE_OK) rc = exec("PRAGMA synchronous=NORMAL");
+    if (rc != SQLITE_OK) close();
+    return rc;
+}
+
+void SqlDb::close() {
+    for (auto& e : m_cache) sqlite3_finalize(e.second);
+    m_cache.clear();
+    if (m_db) sqlite3_close_v2(m_db);
+    m_db = nullptr;
+}
+
+sqlite3_stmt* SqlDb::stmt(const char* sql, int* rc) {
+    auto it = m_cache.find(sql);
+    if (it != m_cache.end()) return it->second;
+    sqlite3_stmt* s = nullptr;
+    int r = m_db ? sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &s, nullptr)
+                 : SQLITE_MISUSE;
+    if (rc) *rc = r;
+    if (r != SQLITE_OK) {
+        sqlite3_finalize(s);
+        return nullptr;
+    }
+    m_cache.emplace(sql, s);
+    return s;
+}
+
+int SqlDb::exec(const char* sql) {
+    if (!m_db) return SQLITE_MISUSE;
+    return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr);
+}
+
+void SqlDb::rollback() {
+    if (m_db && !sqlite3_get_autocommit(m_db)) exec("ROLLBACK");
+}
+
+}  // namespace platform_sql

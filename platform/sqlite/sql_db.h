@@ -1,0 +1,76 @@
+// Small shared SQLite helper of the platform: one connection opened in WAL
+// mode with a busy timeout, a prepared-statement cache, transactions, and the
+// mapping of SQLite result codes to data-store status codes.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <map>
+#include <string>
+
+#include "cds_types.h"
+
+namespace platform_sql {
+
+// Status code (api_status_code_t) of a SQLite result code.
+int status_of(int sqliteCode);
+
+class SqlDb {
+public:
+    SqlDb() = default;
+    ~SqlDb();
+    SqlDb(const SqlDb&) = delete;
+    SqlDb& operator=(const SqlDb&) = delete;
+
+    // Opens `file` (created when `create` is set), switches to WAL and sets
+    // the busy timeout. Returns a SQLite code; on failure nothing stays open.
+    int open(const std::string& file, bool create, int busyMs);
+    // Finalises the cached statements and closes the connection.
+    void close();
+    bool is_open() const { return m_db != nullptr; }
+    sqlite3* raw() const { return m_db; }
+
+    // Cached prepared statement for `sql` (reset and unbound), or null on a
+    // prepare error (the code goes to *rc when given).
+    sqlite3_stmt* stmt(const char* sql, int* rc = nullptr);
+    // Runs statements without results; returns a SQLite code.
+    int exec(const char* sql);
+
+    int begin_read() { return exec("BEGIN"); }
+    int begin_write() { return exec("BEGIN IMMEDIATE"); }
+    int commit() { return exec("COMMIT"); }
+    void rollback();
+
+private:
+    sqlite3* m_db = nullptr;
+    std::map<const char*, sqlite3_stmt*> m_cache;  // keyed by the literal's address
+};
+
+// Resets a cached statement when it leaves scope, so a read never holds its
+// snapshot open past the call.
+class StmtGuard {
+public:
+    explicit StmtGuard(sqlite3_stmt* s) : m_s(s) {}
+    ~StmtGuard() {
+        if (m_s) {
+            sqlite3_reset(m_s);
+            sqlite3_clear_bindings(m_s);
+        }
+    }
+    StmtGuard(const StmtGuard&) = delete;
+    StmtGuard& operator=(const StmtGuard&) = delete;
+
+private:
+    sqlite3_stmt* m_s;
+};
+
+inline void bind_text(sqlite3_stmt* s, int i, const std::string& t) {
+    sqlite3_bind_text(s, i, t.data(), static_cast<int>(t.size()), SQLITE_TRANSIENT);
+}
+inline std::string column_text(sqlite3_stmt* s, int i) {
+    const unsigned char* p = sqlite3_column_text(s, i);
+    return p ? std::string(reinterpret_cast<const char*>(p), sqlite3_column_bytes(s, i))
+             : std::string();
+}
+
+}  // namespace platform_sql

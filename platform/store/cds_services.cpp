@@ -1,0 +1,108 @@
+// CCds services beside the tree: events, the system log and the process
+// watchdog record, plus CEvent's source text.
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "cds_api.h"
+#include "store_ops.h"
+
+namespace toolkit {
+
+tk_string CEvent::format_source_string(const tk_string& who, const char* user,
+                                       const char* address) {
+    tk_string u = user ? user : "", a = address ? address : "";
+    if (u.empty() && a.empty()) return who;
+    return who + " " + u + "@" + a;
+}
+
+// The alarm table does not exist yet: no acknowledgement can name a known
+// alarm, so each is refused with 12; other events are accepted and dropped.
+int CCds::events_send(const std::vector<CEvent>& events, std::vector<api_status_t>& statuses) {
+    statuses.assign(events.size(), api_status_t());
+    int st = cds_store::ensure(m_handle);
+    for (size_t i = 0; i < events.size(); ++i) {
+        int code = st != API_SUCCESS ? st
+                   : events[i].type == CEvent::EVT_ACK ? API_UNKNOWN_ALARM
+                                                       : API_SUCCESS;
+        cds_store::set_status(statuses[i], code);
+    }
+    return st == API_SUCCESS ? 0 : -1;
+}
+
+int CCds::event_send(const CEvent& event, api_status_t& status) {
+    std::vector<CEvent> one(1, event);
+    std::vector<api_status_t> statuses;
+    int rc = events_send(one, statuses);
+    status = statuses[0];
+    return rc != 0 || !status.ok() ? -1 : 0;
+}
+
+int CCds::syslog_add(const tk_string& source, syslog_severity_t severity, const tk_string& text,
+                     const tk_string& detail) {
+    int pri = severity == SYSLOG_CRITICAL  ? LOG_CRIT
+              : severity == SYSLOG_CAUTION ? LOG_WARNING
+                                           : LOG_INFO;
+    openlog("cds", LOG_PID, LOG_USER);
+    syslog(pri, "%s: %s %s", source.c_str(), text.c_str(), detail.c_str());
+    fprintf(stderr, "%s: %s %s \n", source.c_str(), text.c_str(), detail.c_str());
+    return 0;
+}
+
+static const char* const kWatchdogs = "/Software/Watchdogs";
+
+int CCds::watchdog_register(api_status_t& status, const tk_string& name, unsigned timeoutSeconds,
+                            bool enabled) {
+    tk_string node = tk_string(kWatchdogs) + "/" + name;
+    path_syntax::Parsed p;
+    if (name.empty() || !path_syntax::parse(node, p) || p.colon || p.parent != kWatchdogs) {
+        cds_store::set_status(status, API_BAD_PATH);
+        return -1;
+    }
+    add_node(node, status, "watchdog");
+    if (!status.ok() && status.code != API_EXISTS) return -1;
+    timeval now;
+    gettimeofday(&now, nullptr);
+    std::vector<tk_string> paths = {node + "/Pid", node + "/Timeout", node + "/LastPing",
+                                    node + "/Enabled"};
+    std::vector<CElement> values = {CElement::from_uint(static_cast<uint32_t>(getpid())),
+                                    CElement::from_uint(timeoutSeconds),
+                                    CElement::from_time(now), CElement::from_bool(enabled)};
+    std::vector<api_status_t> statuses;
+    if (set_leaves(paths, values, {}, statuses, "watchdog") != 0) {
+        status = statuses.empty() ? status : statuses[0];
+        return -1;
+    }
+    for (const api_status_t& s : statuses)
+        if (!s.ok()) {
+            status = s;
+            return -1;
+        }
+    m_watchdog = name;
+    cds_store::set_status(status, API_SUCCESS);
+    return 0;
+}
+
+int CCds::watchdog_ping(api_status_t& status) {
+    if (m_watchdog.empty()) {
+        cds_store::set_status(status, API_NOT_FOUND);
+        return -1;
+    }
+    timeval now;
+    gettimeofday(&now, nullptr);
+    return set_leaf(tk_string(kWatchdogs) + "/" + m_watchdog + "/LastPing",
+                    CElement::from_time(now), status, DSV_TRI_UNSET, "watchdog");
+}
+
+int CCds::watchdog_clear(api_status_t& status) {
+    if (m_watchdog.empty()) {
+        cds_store::set_status(status, API_NOT_FOUND);
+        return -1;
+    }
+    int rc = remove_node(tk_string(kWatchdogs) + "/" + m_watchdog, status, "watchdog");
+    m_watchdog.clear();
+    return rc;
+}
+
+}  // namespace toolkit

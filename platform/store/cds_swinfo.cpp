@@ -1,0 +1,188 @@
+// Software status nodes (CCds_SwInfo) and connection records
+// (CCDS_Connxns) kept below a bound node of the store.
+#include <sys/time.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "cds_utils.h"
+#include "store_ops.h"
+
+using toolkit::CElement;
+
+namespace {
+
+const char* const kStatusStates = "Unknown;Starting;Stopped;Failed;Running";
+const char* const kErrorStates = "None;Store;Config";
+
+// Creates point node `node` with the given text leaves (only when it is new),
+// then writes its Value; one transaction.
+int write_point(toolkit::CCds* cds, const std::string& node, const CElement& value,
+                const char* valueType, const char* states) {
+    dsv_handle* h = cds ? cds->handle() : nullptr;
+    int st = cds_store::ensure(h);
+    if (st != API_SUCCESS) return st;
+    cds_store::Txn t(h, true);
+    if (t.rc() != SQLITE_OK) return platform_sql::status_of(t.rc());
+    int64_t id = 0;
+    st = cds_store::create_node(h, node, id);
+    if (st == API_SUCCESS && valueType)
+        st = cds_store::write_leaf(h, id, node, "ValueType", CElement::from_string(valueType), -1, "");
+    if (st == API_SUCCESS && states)
+        st = cds_store::write_leaf(h, id, node, "PossibleValues", CElement::from_string(states), -1, "");
+    if (st == API_EXISTS) st = API_SUCCESS;
+    if (st == API_SUCCESS) st = cds_store::write_leaf(h, id, node, "Value", value, -1, "");
+    if (st == API_SUCCESS) st = platform_sql::status_of(t.commit());
+    return st;
+}
+
+std::string point_path(const std::string& path, const std::string& name) {
+    if (path.empty()) return name;
+    if (!name.empty() && name[0] == '/') return path + name;
+    return path_syntax::join(path, name);
+}
+
+}  // namespace
+
+void CCds_SwInfo::bind(const tk_string& nodePath, toolkit::CCds& cds) {
+    m_node = nodePath;
+    m_cds = &cds;
+}
+
+int CCds_SwInfo::SetAppStatus(AppStatuses status) {
+    int st = write_point(m_cds, m_node + "/AppStatus", CElement::from_uint(status), "Multistate",
+                         kStatusStates);
+    return st == API_SUCCESS ? 0 : st;
+}
+
+int CCds_SwInfo::SetAppError(AppErrors error) {
+    int st = write_point(m_cds, m_node + "/AppError", CElement::from_uint(error), "Multistate",
+                         kErrorStates);
+    return st == API_SUCCESS ? 0 : st;
+}
+
+int CCds_SwInfo::SetIntValue(const tk_string& path, const tk_string& name, int value) {
+    int st = write_point(m_cds, point_path(path, name), CElement::from_int(value), nullptr, nullptr);
+    return st == API_SUCCESS ? 0 : st;
+}
+
+// Read, add and write in one write transaction, so two processes counting
+// the same point never lose an increment.
+int CCds_SwInfo::UpdateIntValue(const tk_string& path, const tk_string& name, int increment,
+                                int* out) {
+    dsv_handle* h = m_cds ? m_cds->handle() : nullptr;
+    int st = cds_store::ensure(h);
+    if (st != API_SUCCESS) return st;
+    std::string node = point_path(path, name);
+    cds_store::Txn t(h, true);
+    if (t.rc() != SQLITE_OK) return platform_sql::status_of(t.rc());
+    int64_t id = 0;
+    st = cds_store::create_node(h, node, id);
+    if (st != API_SUCCESS && st != API_EXISTS) return st;
+    CElement v;
+    element_property_t prop;
+    st = cds_store::read_leaf_by_id(h, id, "Value", v, prop);
+    if (st != API_SUCCESS && st != API_NOT_FOUND) return st;
+    int next = static_cast<int>(static_cast<unsigned>(v.to_int()) + static_cast<unsigned>(increment));
+    st = cds_store::write_leaf(h, id, node, "Value", CElement::from_int(next), -1, "");
+    if (st == API_SUCCESS) st = platform_sql::status_of(t.commit());
+    if (st != API_SUCCESS) return st;
+    if (out) *out = next;
+    return 0;
+}
+
+void CCds_SwInfo::PrintString(const tk_string& text) {
+    fprintf(stderr, "%s \n", text.c_str());
+    write_point(m_cds, m_node + "/LastMessage", CElement::from_string(text), nullptr, nullptr);
+}
+
+// The template's "/Value" is typed by its "/ValueType"; everything else is
+// text except the boolean "/HasDynamicChildren".
+static bool template_value(const SwInfoNodeTemplate& tpl, const char* name, const char* text,
+                           CElement& out, bool& skip) {
+    skip = false;
+    if (strcmp(name, "HasDynamicChildren") == 0) {
+        out = CElement::from_string(text);
+        return out.convert_type(DATA_TYPE_BOOL);
+    }
+    out = CElement::from_string(text);
+    if (strcmp(name, "Value") != 0) return true;
+    std::string vt = "String";
+    for (const SwInfoLeafTemplate* l = tpl.leaves; l && l->name; ++l)
+        if (strcmp(l->name, "/ValueType") == 0 && l->value) vt = l->value;
+    if (vt == "None") skip = true;
+    else if (vt == "Integer") return out.convert_type(DATA_TYPE_INT);
+    else if (vt == "Real") return out.convert_type(DATA_TYPE_REAL);
+    else if (vt == "timeval") return out.convert_type(DATA_TYPE_TIME);
+    return true;
+}
+
+int CCds_SwInfo::FillSwInfoNode(const SwInfoNodeTemplate& tpl) {
+    if (!m_cds) return API_NOT_CONNECTED;
+    std::string node = m_node + (tpl.suffix ? tpl.suffix : "");
+    api_status_t st;
+    m_cds->add_node(node, st, "");
+    if (!st.ok() && st.code != API_EXISTS) return st.code;
+    std::vector<tk_string> paths;
+    std::vector<CElement> values;
+    for (const SwInfoLeafTemplate* l = tpl.leaves; l && l->name; ++l) {
+        const char* name = l->name[0] == '/' ? l->name + 1 : l->name;
+        CElement v;
+        bool skip = false;
+        if (!template_value(tpl, name, l->value ? l->value : "", v, skip)) return API_BAD_VALUE;
+        if (skip) continue;
+        paths.push_back(path_syntax::join(node, name));
+        values.push_back(v);
+    }
+    std::vector<api_status_t> statuses;
+    if (m_cds->set_leaves(paths, values, {}, statuses, "") != 0)
+        return statuses.empty() ? API_IO_ERROR : statuses[0].code;
+    for (const api_status_t& s : statuses)
+        if (!s.ok()) return s.code;
+    return 0;
+}
+
+void CCDS_Connxns::bind(const tk_string& nodePath, toolkit::CCds& cds) {
+    m_node = nodePath;
+    m_cds = &cds;
+}
+
+bool CCDS_Connxns::AddConnxn(const tk_string& name, const tk_string& address,
+                             const tk_string& host, const tk_string& user) {
+    dsv_handle* h = m_cds ? m_cds->handle() : nullptr;
+    if (cds_store::ensure(h) != API_SUCCESS || name.find('/') != tk_string::npos) return false;
+    std::string node = path_syntax::join(m_node, name);
+    cds_store::Txn t(h, true);
+    if (t.rc() != SQLITE_OK) return false;
+    int64_t id = 0;
+    int st = cds_store::create_node(h, node, id);
+    if (st != API_SUCCESS && st != API_EXISTS) return false;
+    timeval now;
+    gettimeofday(&now, nullptr);
+    const std::pair<const char*, CElement> leaves[] = {
+        {"Address", CElement::from_string(address)}, {"HostName", CElement::from_string(host)},
+        {"User", CElement::from_string(user)}, {"Since", CElement::from_time(now)}};
+    for (const auto& l : leaves)
+        if (cds_store::write_leaf(h, id, node, l.first, l.second, -1, "") != API_SUCCESS)
+            return false;
+    return t.commit() == SQLITE_OK;
+}
+
+bool CCDS_Connxns::RemoveConnxn(const tk_string& name) {
+    if (!m_cds || name.empty() || name.find('/') != tk_string::npos) return false;
+    api_status_t st;
+    m_cds->remove_node(path_syntax::join(m_node, name), st, "");
+    return st.ok();
+}
+
+bool CCDS_Connxns::RemoveAllConnxns() {
+    if (!m_cds) return false;
+    api_status_t st;
+    std::vector<tk_string> names;
+    m_cds->get_children(m_node, names, st);
+    if (st.code == API_NOT_FOUND) return true;  // no records at all
+    if (!st.ok()) return false;
+    bool ok = true;
+    for (const tk_string& n : names) ok = RemoveConnxn(n) && ok;
+    return ok;
+}
