@@ -1,0 +1,181 @@
+// Handlers of the operations that this build does not provide yet. Each one
+// answers a receiver fault naming the operation, so a client sees at once
+// that the call reached the gateway but is not served. When a module lands,
+// it moves its operations out of this file into its own sources.
+#include "soapH.h"
+
+namespace {
+
+// The fault every unbuilt operation answers with.
+int notAvailable(struct soap *soap, const char *detail)
+{
+    return soap_receiver_fault(soap, "Operation not available", detail);
+}
+
+} // namespace
+
+// ---- Subscriptions and alarm acknowledgement ----
+
+int __nsc1__createSubscription(struct soap *soap,
+    _nsc1__createSubscription *,
+    _nsc1__createSubscriptionResponse &)
+{
+    return notAvailable(soap, "nsc1:createSubscription is not available in this build");
+}
+
+int __nsc1__updateSubscriptionRealTimeNodes(struct soap *soap,
+    _nsc1__updateSubscriptionRealTimeNodes *,
+    _nsc1__updateSubscriptionRealTimeNodesResponse &)
+{
+    return notAvailable(soap, "nsc1:updateSubscriptionRealTimeNodes is not available in this build");
+}
+
+int __nsc1__cancelSubscription(struct soap *soap,
+    _nsc1__cancelSubscription *,
+    _nsc1__cancelSubscriptionResponse &)
+{
+    return notAvailable(soap, "nsc1:cancelSubscription is not available in this build");
+}
+
+int __nsc1__acknowledgeAlarm(struct soap *soap,
+    _nsc1__acknowledgeAlarm *,
+    _nsc1__acknowledgeAlarmResponse &)
+{
+    return notAvailable(soap, "nsc1:acknowledgeAlarm is not available in this build");
+}
+
+int nsdx__getActiveAlarms(struct soap *soap,
+    nsdx__logRetrieveRequest *,
+    nsdx__getActiveAlarmsResponse &)
+{
+    return notAvailable(soap, "nsdx:getActiveAlarms is not available in this build");
+}
+
+// ---- Device explorer ----
+
+int nsdx__getDeviceTree(struct soap *soap,
+    std::string *,
+    std::string *,
+    bool,
+    nsdx__getDeviceTreeResponse &)
+{
+    return notAvailable(soap, "nsdx:getDeviceTree is not available in this build");
+}
+
+int nsdx__getLeafDescriptors(struct soap *soap,
+    std::string *,
+    std::string *,
+    std::vector<std::string>,
+    nsdx__getLeafDescriptorsResponse &)
+{
+    return notAvailable(soap, "nsdx:getLeafDescriptors is not available in this build");
+}
+
+int nsdx__whoAmI(struct soap *soap, std::string *, nsdx__whoAmIResponse &)
+{
+    return notAvailable(soap, "nsdx:whoAmI is not available in this build");
+}
+
+int nsdx__getLocalAndUtcTime(struct soap *soap,
+    std::string *,
+    nsdx__getLocalAndUtcTimeResponse &)
+{
+    return notAvailable(soap, "nsdx:getLocalAndUtcTime is not available in this build");
+}
+
+int nsdx__getMinAvgMaxValues(struct soap *soap,
+    std::string *,
+    std::vector<std::string> *,
+    LONG64,
+    LONG64,
+    enum nsdx__RatePeriod,
+    nsdx__getMinAvgMaxValuesResponse &)
+{
+    return notAvailable(soap, "nsdx:getMinAvgMaxValues is not available in this build");
+}
+
+int nsdx__findAttributeMatches(struct soap *soap,
+    std::string *,
+    std::string *,
+    bool,
+    std::string *,
+    std::string *,
+    nsdx__findAttributeMatchesResponse &)
+{
+    return notAvailable(soap, "nsdx:findAttributeMatches is not available in this build");
+}
+
+// ---- Waveforms ----
+
+int nsdx__getWaveformConfig(struct soap *soap,
+    std::string *,
+    std::string *,
+    nsdx__getWaveConfigResponse &)
+{
+    return notAvailable(soap, "nsdx:getWaveformConfig is not available in this build");
+}
+
+int nsdx__getWaveformData(struct soap *soap,
+    nsdx__getWaveDataRequest *,
+    nsdx__getWaveDataResponse &)
+{
+    return notAvailable(soap, "nsdx:getWaveformData is not available in this build");
+}
+
+// ---- Trends ----
+
+int nsdx__getTrendPeriods(struct soap *soap, std::string *, nsdx__getTrendPeriodsResponse &)
+{
+    return notAvailable(soap, "nsdx:getTrendPeriods is not available in this build");
+}
+
+int nsdx__getDeviceTrendParams(struct soap *soap,
+    std::string *,
+    std::string *,
+    nsdx__getDeviceTrendParamsResponse &)
+{
+    return notAvailable(soap, "nsdx:getDeviceTrendParams is not available in this build");
+}
+
+int nsdx__getTrendData(struct soap *soap,
+    nsdx__getTrendDataRequest *,
+    nsdx__getTrendDataResponse &)
+{
+    return notAvailable(soap, "nsdx:getTrendData is not available in this build");
+}
+
+// ---- Event logs ----
+
+int nsdx__getDeltaLog(struct soap *soap,
+    nsdx__logRetrieveRequest *,
+    nsdx__getDeltaLogResponse &)
+{
+    return notAvailable(soap, "nsdx:getDeltaLog is not available in this build");
+}
+
+int nsdx__getEventLog(struct soap *soap,
+    nsdx__logRetrieveRequest *,
+    nsdx__getEventLogResponse &)
+{
+    return notAvailable(soap, "nsdx:getEventLog is not available in this build");
+}
+
+// ---- Device commands ----
+
+int nsc3__sendDeviceCmd(struct soap *soap,
+    std::string *,
+    std::string *,
+    nsc3__sendCmd_s *,
+    nsc3__sendDeviceCmdResponse &)
+{
+    return notAvailable(soap, "nsc3:sendDeviceCmd is not available in this build");
+}
+
+int nsc3__getDeviceCmdResult(struct soap *soap,
+    std::string *,
+    std::string *,
+    int,
+    nsc3__getDeviceCmdResultResponse &)
+{
+    return notAvailable(soap, "nsc3:getDeviceCmdResult is not available in this build");
+}
