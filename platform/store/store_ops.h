@@ -57,10 +57,19 @@ int read_leaf_by_id(dsv_handle* h, int64_t nodeId, const std::string& name,
 int leaf_exists(dsv_handle* h, int64_t nodeId, const std::string& name);
 // Writes a leaf of node `nodeId` (created when missing). `property` -1 keeps
 // the property of an existing leaf (a new one gets 0). A value without a
-// stamp is stamped now. Refuses (4) a name held by a child node.
+// stamp is stamped now unless `keepStamp`. Refuses (4) a name held by a
+// child node.
 int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath,
                const std::string& name, const toolkit::CElement& value, int property,
-               const std::string& source);
+               const std::string& source, bool keepStamp = false);
+struct LeafRecord {
+    std::string name;
+    toolkit::CElement value;
+    element_property_t property = ELEMENT_NORMAL;
+    std::string source;
+};
+// Every leaf of a node in creation order.
+int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out);
 // Creates node `path` and its missing ancestors; 11 when it exists.
 int create_node(dsv_handle* h, const std::string& path, int64_t& id);
 int child_names(dsv_handle* h, int64_t nodeId, std::vector<std::string>& out);

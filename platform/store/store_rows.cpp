@@ -119,6 +119,25 @@ int leaf_exists(dsv_handle* h, int64_t nodeId, const std::string& name) {
     return rc == SQLITE_DONE ? API_NOT_FOUND : code_of(rc);
 }
 
+int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out) {
+    out.clear();
+    int rc = SQLITE_OK;
+    sqlite3_stmt* s = h->db.stmt(
+        "SELECT type, value, sec, usec, property, name, source FROM leaf WHERE node=?1"
+        " ORDER BY seq", &rc);
+    if (!s) return code_of(rc);
+    StmtGuard g(s);
+    sqlite3_bind_int64(s, 1, nodeId);
+    while ((rc = sqlite3_step(s)) == SQLITE_ROW) {
+        LeafRecord r;
+        r.value = element_of(s, r.property);
+        r.name = column_text(s, 5);
+        r.source = column_text(s, 6);
+        out.push_back(std::move(r));
+    }
+    return rc == SQLITE_DONE ? API_SUCCESS : code_of(rc);
+}
+
 static void bind_element(sqlite3_stmt* s, int idx, const CElement& v) {
     switch (v.type()) {
     case DATA_TYPE_BOOL: sqlite3_bind_int64(s, idx, v.to_bool() ? 1 : 0); break;
@@ -142,14 +161,14 @@ static void bind_element(sqlite3_stmt* s, int idx, const CElement& v) {
 
 int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath,
                const std::string& name, const CElement& value, int property,
-               const std::string& source) {
+               const std::string& source, bool keepStamp) {
     if (is_computed_name(name)) return API_NOT_PERMITTED;
     int64_t clash = 0;
     int st = node_id(h, path_syntax::join(nodePath, name), clash);
     if (st == API_SUCCESS) return API_NOT_PERMITTED;  // a child node holds the name
     if (st != API_NOT_FOUND) return st;
     timeval stamp = value.stamp();
-    if (stamp.tv_sec == 0 && stamp.tv_usec == 0) gettimeofday(&stamp, nullptr);
+    if (!keepStamp && stamp.tv_sec == 0 && stamp.tv_usec == 0) gettimeofday(&stamp, nullptr);
     int rc = SQLITE_OK;
     sqlite3_stmt* s = h->db.stmt(
         "INSERT INTO leaf(node, name, seq, type, value, sec, usec, property, source)"
