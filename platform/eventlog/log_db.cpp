@@ -1,0 +1,168 @@
+// Opening and closing log databases (dsv_log_init / dsv_log_close): the
+// SQLite settings, the read-only guarantee of readers and the creation of the
+// schema by writers.
+#include <sys/stat.h>
+
+#include "log_internal.h"
+
+namespace eventlog {
+
+int statusFromSqlite(int rc) {
+    switch (rc & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE: return 0;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: return API_BUSY;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_FORMAT: return API_CORRUPT;
+    case SQLITE_RANGE:
+    case SQLITE_MISUSE:
+    case SQLITE_TOOBIG: return API_INVALID_ARGUMENT;
+    default: return API_IO_ERROR;
+    }
+}
+
+namespace {
+
+int pragmaInt(sqlite3* db, const char* sql, int& value, int* sqliteCode) {
+    Stmt st;
+    int rc = st.prepare(db, sql);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_step(st.get());
+    if (rc == SQLITE_ROW) {
+        value = sqlite3_column_int(st.get(), 0);
+        return 0;
+    }
+    *sqliteCode = rc;
+    return statusFromSqlite(rc) ? statusFromSqlite(rc) : API_CORRUPT;
+}
+
+int exec(sqlite3* db, const char* sql, int* sqliteCode) {
+    int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    *sqliteCode = rc;
+    return statusFromSqlite(rc);
+}
+
+// Cache size goes to SQLite in KiB (a negative cache_size is a size, not a
+// page count), so the setting is independent of the page size.
+void applySettings(sqlite3* db, const dsv_log_settings_t& s) {
+    char sql[64];
+    if (s.cacheSize > 0) {
+        int kib = s.cacheSize / 1024 > 0 ? s.cacheSize / 1024 : 1;
+        snprintf(sql, sizeof sql, "PRAGMA cache_size=-%d", kib);
+        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    }
+    if (s.heapLimit > 0)
+        sqlite3_soft_heap_limit64(s.heapLimit);
+}
+
+// A writer makes the file a log the first time it sees it empty. The page
+// size only takes effect here, before the first table exists.
+int prepareWriter(sqlite3* db, const dsv_log_settings_t& s, int* sqliteCode) {
+    char sql[64];
+    if (s.pageSize > 0) {
+        snprintf(sql, sizeof sql, "PRAGMA page_size=%d", s.pageSize);
+        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    }
+    int st = exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", sqliteCode);
+    if (st)
+        return st;
+    st = exec(db, "BEGIN IMMEDIATE", sqliteCode);
+    if (st)
+        return st;
+    int appId = 0, tables = 0;
+    st = pragmaInt(db, "PRAGMA application_id", appId, sqliteCode);
+    if (!st)
+        st = pragmaInt(db, "SELECT count(*) FROM sqlite_master", tables, sqliteCode);
+    if (!st && appId == 0 && tables == 0) {
+        snprintf(sql, sizeof sql, "PRAGMA application_id=%d; PRAGMA user_version=%d;",
+                 kApplicationId, kSchemaVersion);
+        st = exec(db, kSchemaSql, sqliteCode);
+        if (!st)
+            st = exec(db, sql, sqliteCode);
+    }
+    if (st) {
+        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        return st;
+    }
+    st = exec(db, "COMMIT", sqliteCode);
+    if (st)
+        return st;
+    return checkSchema(db, sqliteCode);
+}
+
+}  // namespace
+
+int checkSchema(sqlite3* db, int* sqliteCode) {
+    int appId = 0, version = 0, tables = 0;
+    int st = pragmaInt(db, "PRAGMA application_id", appId, sqliteCode);
+    if (!st)
+        st = pragmaInt(db, "PRAGMA user_version", version, sqliteCode);
+    if (!st)
+        st = pragmaInt(db,
+                       "SELECT count(*) FROM sqlite_master WHERE type='table' AND "
+                       "name IN ('events','log_meta')",
+                       tables, sqliteCode);
+    if (st)
+        return st;
+    if (appId != kApplicationId || tables != 2)
+        return API_CORRUPT;
+    if (version > kSchemaVersion)
+        return API_SCHEMA_MISMATCH;
+    return 0;
+}
+
+}  // namespace eventlog
+
+using namespace eventlog;
+
+dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_t& settings,
+                              api_status_t* status) {
+    api_status_t local;
+    api_status_t& out = status ? *status : local;
+    out.code = API_SUCCESS;
+    out.detail = 0;
+    struct stat sb;
+    if (!settings.writer && (location.empty() || stat(location.c_str(), &sb) != 0)) {
+        out.code = API_NOT_FOUND;
+        return nullptr;
+    }
+    int flags = settings.writer ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)
+                                : SQLITE_OPEN_READONLY;
+    sqlite3* db = nullptr;
+    int rc = sqlite3_open_v2(location.c_str(), &db, flags, nullptr);
+    int st = statusFromSqlite(rc);
+    if (!st) {
+        sqlite3_extended_result_codes(db, 1);
+        // Readers wait only briefly for a writer: the service has its own
+        // retry policy and must not stall other clients for long.
+        sqlite3_busy_timeout(db, settings.writer ? 5000 : 100);
+        applySettings(db, settings);
+        st = settings.writer ? prepareWriter(db, settings, &rc) : checkSchema(db, &rc);
+        // A busy log is not a broken one: a reader opens and reports the
+        // busy state on its first read, where the caller may retry.
+        if (st == API_BUSY && !settings.writer)
+            st = 0;
+    }
+    if (st) {
+        out.code = st;
+        out.detail = rc;
+        sqlite3_close(db);
+        return nullptr;
+    }
+    dsv_log_handle_t h = new dsv_log;
+    h->db = db;
+    h->writer = settings.writer;
+    h->schemaChecked = rc == SQLITE_OK || rc == SQLITE_ROW || rc == SQLITE_DONE;
+    h->location = location;
+    return h;
+}
+
+void dsv_log_close(dsv_log_handle_t handle) {
+    if (!handle)
+        return;
+    sqlite3_close(handle->db);
+    delete handle;
+}
