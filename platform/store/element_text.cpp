@@ -174,7 +174,8 @@ bool to_num(const CElement& e, Num& n) {
     }
 }
 
-// Integer value of `n` when it is a whole number within [lo, hi].
+// Integer value of `n` when it is a whole number within [lo, hi]. `out`
+// holds it in both fields: `i` when it fits int64, `u` when not negative.
 bool fits(const Num& n, long double lo, long double hi, Num& out) {
     long double v;
     if (n.kind == Num::SIGNED) v = n.i;
@@ -182,14 +183,19 @@ bool fits(const Num& n, long double lo, long double hi, Num& out) {
     else if (!std::isfinite(n.d) || std::trunc(n.d) != n.d) return false;
     else v = n.d;
     if (v < lo || v > hi) return false;
-    out = n;
-    if (n.kind == Num::REAL) {
-        out.kind = v < 0 ? Num::SIGNED : Num::UNSIGNED;
-        if (v < 0) out.i = static_cast<int64_t>(v);
-        else out.u = static_cast<uint64_t>(v);
-    }
-    if (out.kind == Num::UNSIGNED && out.u <= static_cast<uint64_t>(INT64_MAX)) {
-        out.i = static_cast<int64_t>(out.u);
+    out = Num();
+    out.kind = v < 0 ? Num::SIGNED : Num::UNSIGNED;
+    if (n.kind == Num::SIGNED) {
+        out.i = n.i;
+        out.u = n.i < 0 ? 0 : static_cast<uint64_t>(n.i);
+    } else if (n.kind == Num::UNSIGNED) {
+        out.u = n.u;
+        out.i = n.u <= static_cast<uint64_t>(INT64_MAX) ? static_cast<int64_t>(n.u) : 0;
+    } else if (v < 0) {
+        out.i = static_cast<int64_t>(v);
+    } else {
+        out.u = static_cast<uint64_t>(v);
+        out.i = out.u <= static_cast<uint64_t>(INT64_MAX) ? static_cast<int64_t>(out.u) : 0;
     }
     return true;
 }
@@ -199,7 +205,7 @@ bool from_num(const Num& n, data_type_t type, CElement& out) {
     switch (type) {
     case DATA_TYPE_BOOL:
         if (!fits(n, 0, 1, w)) return false;
-        out = CElement::from_bool(w.kind == Num::SIGNED ? w.i != 0 : w.u != 0);
+        out = CElement::from_bool(w.u != 0);
         return true;
     case DATA_TYPE_INT:
         if (!fits(n, INT32_MIN, INT32_MAX, w)) return false;
@@ -216,8 +222,7 @@ bool from_num(const Num& n, data_type_t type, CElement& out) {
         return true;
     case DATA_TYPE_UINT64:
         if (!fits(n, 0, (long double)UINT64_MAX, w)) return false;
-        if (w.kind == Num::SIGNED && w.i < 0) return false;
-        out = CElement::from_uint64(w.kind == Num::SIGNED ? static_cast<uint64_t>(w.i) : w.u);
+        out = CElement::from_uint64(w.u);
         return true;
     case DATA_TYPE_REAL:
     case DATA_TYPE_FLOAT: {

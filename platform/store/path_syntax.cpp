@@ -19,7 +19,9 @@ bool parse(const std::string& textIn, Parsed& out) {
     out = Parsed();
     if (textIn.empty() || textIn[0] != '/') return false;
     size_t end = textIn.size();
-    if (end > 1 && textIn[end - 1] == '/') --end;  // one trailing '/' is dropped
+    if (end > 1 && textIn[end - 1] == '/') {  // one trailing '/' is dropped
+        if (--end == 1) return false;           // but "//" is not "/"
+    }
     const std::string text = textIn.substr(0, end);
     size_t colon = text.find(':');
     size_t headEnd = colon == std::string::npos ? text.size() : colon;

@@ -1,5 +1,7 @@
 // The tree model: nodes, leaves, resolution of leaf/attribute paths,
 // creation order and subtree removal.
+#include <cmath>
+
 #include "test_store.h"
 
 using toolkit::CElement;
@@ -52,4 +54,208 @@ TEST_F(StoreTest, RemoveNodeTakesSubtreeOnly) {
     EXPECT_TRUE(cds.node_exists("/R/a-b"));
     EXPECT_TRUE(cds.node_exists("/R/a0"));
     EXPECT_EQ(text("/R:Children"), "a-b;a0");
+}
+
+// The read rules on one small tree: /P is a point node with leaves, /P/Sub a
+// child node, /Q a node without a Value leaf.
+class ResolveTest : public StoreTest {
+protected:
+    void SetUp() override {
+        mk("/P/Sub");
+        mk("/Q");
+        put("/P/Value", CElement::from_real(1.5));
+        put("/P/Units", CElement::from_string("V"));
+        put("/P/Sub/Value", CElement::from_int(7));
+        put("/Q/Name", CElement::from_string("q"));
+    }
+};
+
+TEST_F(ResolveTest, ReadRules) {
+    struct Case {
+        const char* path;
+        int status;
+        const char* node, *attribute, *sub, *value;
+    } cases[] = {
+        {"/P/Value", 1, "/P", "Value", "", "1.5"},
+        {"/P:Value", 1, "/P", "Value", "", "1.5"},
+        {"/P", 1, "/P", "Value", "", "1.5"},
+        {"/P/Units", 1, "/P", "Units", "", "V"},
+        {"/P:Units", 1, "/P", "Units", "", "V"},
+        {"/P/Sub", 1, "/P/Sub", "Value", "", "7"},
+        {"/P/Value:.Time", 1, "/P", ".Time", ".Time", "1.5"},
+        {"/P/Value:.Bogus", 1, "/P", ".Bogus", ".Bogus", "1.5"},  // unknown sub-attribute
+        {"/P/Units:.Source", 1, "/P", ".Source", ".Source", "V"},
+        {"/P:Children", 1, "/P", "Children", "", "Sub"},
+        {"/P:Attributes", 1, "/P", "Attributes", "", "Value;Units"},
+        {"/:Children", 1, "/", "Children", "", "P;Q"},
+        {"/Q", 2, "", "", "", ""},
+        {"/Q:Value", 2, "", "", "", ""},
+        {"/Q/Nope", 2, "", "", "", ""},
+        {"/P:Nope", 2, "", "", "", ""},
+        {"/P/Nope:.Time", 2, "", "", "", ""},
+        {"/Z", 2, "", "", "", ""},
+        {"/Z:Children", 2, "", "", "", ""},
+        {"/P//Value", 5, "", "", "", ""},
+        {"P/Value", 5, "", "", "", ""},
+    };
+    for (const Case& c : cases) {
+        CPath p(c.path);
+        p.normalize();
+        api_status_t st;
+        CElement v;
+        element_property_t prop;
+        int rc = cds.get_leaf(p, st, v, prop);
+        EXPECT_EQ(st.code, c.status) << c.path;
+        EXPECT_EQ(rc == 0, c.status == 1) << c.path;
+        EXPECT_EQ(p.nodeKnown(), c.status == 1) << c.path;
+        if (c.status != 1) continue;
+        EXPECT_EQ(p.getNodePath(), c.node) << c.path;
+        EXPECT_EQ(p.getPathAttribute(), c.attribute) << c.path;
+        EXPECT_EQ(p.getAttributePart(), c.sub) << c.path;
+        EXPECT_EQ(v.to_string(), c.value) << c.path;
+    }
+}
+
+TEST_F(ResolveTest, ComputedListsAreAutomaticText) {
+    CElement v;
+    api_status_t st;
+    element_property_t prop = ELEMENT_NORMAL;
+    cds.get_leaf("/P:Children", st, v, prop);
+    ASSERT_TRUE(st.ok());
+    EXPECT_EQ(v.type(), DATA_TYPE_STRING);
+    EXPECT_EQ(prop, ELEMENT_AUTOMATIC);
+    EXPECT_EQ(text("/Q:Children"), "");  // a node without children lists nothing
+}
+
+TEST_F(ResolveTest, WriteRules) {
+    struct Case {
+        const char* path;
+        int status;
+        const char* readBack;  // path that must then hold "w"
+    } cases[] = {
+        {"/P/Units", 1, "/P:Units"},
+        {"/P:Units", 1, "/P/Units"},
+        {"/Q", 1, "/Q/Value"},            // a node path writes its Value leaf
+        {"/Q/New", 1, "/Q:New"},          // missing leaf of an existing node is created
+        {"/Q:Other", 1, "/Q/Other"},
+        {"/P/Value:.Time", 4, nullptr},   // no writes to sub-attributes
+        {"/P/Value:.Anything", 4, nullptr},
+        {"/P:Children", 4, nullptr},      // computed lists are not stored
+        {"/P/Attributes", 4, nullptr},
+        {"/P:Sub", 4, nullptr},           // name held by a child node
+        {"/Z/Value", 2, nullptr},
+        {"/Z:Value", 2, nullptr},
+        {"/P:a:b", 5, nullptr},
+        {"", 5, nullptr},
+    };
+    for (const Case& c : cases) {
+        api_status_t st;
+        int rc = cds.set_leaf(c.path, CElement::from_string("w"), st, DSV_TRI_UNSET, "t");
+        EXPECT_EQ(st.code, c.status) << c.path;
+        EXPECT_EQ(rc == 0, c.status == 1) << c.path;
+        if (c.readBack) {
+            EXPECT_EQ(text(c.readBack), "w") << c.path;
+        }
+    }
+    EXPECT_EQ(text("/P/Value"), "1.5");  // untouched by the refused writes
+    EXPECT_EQ(text("/P/Sub"), "7");
+}
+
+TEST_F(ResolveTest, NodeAndLeafNamesShareOneNamespace) {
+    api_status_t st;
+    cds.add_node("/P/Units", st, "t");  // Units is a leaf of /P
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    cds.add_node("/P/Units/Deeper", st, "t");
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    EXPECT_FALSE(cds.node_exists("/P/Units"));
+    cds.add_node("/P/Sub", st, "t");
+    EXPECT_EQ(st.code, API_EXISTS);
+    cds.add_node("/P:Sub", st, "t");
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    cds.add_node("/P/./x", st, "t");
+    EXPECT_EQ(st.code, API_BAD_PATH);
+}
+
+TEST_F(ResolveTest, ClearLeafAndRemoveNode) {
+    api_status_t st;
+    cds.clear_leaf("/P/Units", st, "t");
+    EXPECT_TRUE(st.ok());
+    EXPECT_EQ(get("/P/Units"), API_NOT_FOUND);
+    cds.clear_leaf("/P/Units", st, "t");
+    EXPECT_EQ(st.code, API_NOT_FOUND);
+    cds.clear_leaf("/P/Value:.Time", st, "t");
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    EXPECT_EQ(text("/P/Value"), "1.5");
+    cds.remove_node("/", st, "t");
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    cds.remove_node("/Nope", st, "t");
+    EXPECT_EQ(st.code, API_NOT_FOUND);
+    cds.remove_node("/P:Units", st, "t");
+    EXPECT_EQ(st.code, API_NOT_PERMITTED);
+    cds.test_node("/P", st);
+    EXPECT_TRUE(st.ok());
+    cds.test_node("/P/Value", st);  // a leaf is not a node
+    EXPECT_EQ(st.code, API_NOT_FOUND);
+    cds.test_node("bad", st);
+    EXPECT_EQ(st.code, API_BAD_PATH);
+}
+
+TEST_F(StoreTest, PersistenceArgumentAndProperties) {
+    mk("/N");
+    struct Step {
+        dsv_tribool_t persist;
+        element_property_t expect;
+    } steps[] = {{DSV_TRI_UNSET, ELEMENT_NORMAL},   // new leaf: Normal
+                 {DSV_TRI_TRUE, ELEMENT_PERSISTENT},
+                 {DSV_TRI_FALSE, ELEMENT_PERSISTENT},  // kept
+                 {DSV_TRI_UNSET, ELEMENT_PERSISTENT}};
+    for (const Step& s : steps) {
+        api_status_t st;
+        cds.set_leaf("/N/L", CElement::from_int(1), st, s.persist, "t");
+        ASSERT_TRUE(st.ok());
+        CElement v;
+        element_property_t prop;
+        cds.get_leaf("/N/L", st, v, prop);
+        EXPECT_EQ(prop, s.expect) << s.persist;
+    }
+    api_status_t st;
+    cds.set_property("/N/L", ELEMENT_MPL, st);
+    EXPECT_TRUE(st.ok());
+    cds.set_property("/N/L", static_cast<element_property_t>(9), st);
+    EXPECT_EQ(st.code, API_INVALID_ARGUMENT);
+    cds.set_property("/N/Missing", ELEMENT_MPL, st);
+    EXPECT_EQ(st.code, API_NOT_FOUND);
+    CElement v;
+    element_property_t prop;
+    cds.get_leaf("/N/L", st, v, prop);
+    EXPECT_EQ(prop, ELEMENT_MPL);
+}
+
+TEST_F(StoreTest, EveryTypeStoresExactly) {
+    mk("/T");
+    const CElement values[] = {
+        CElement::from_bool(true),        CElement::from_int(INT32_MIN),
+        CElement::from_uint(UINT32_MAX),  CElement::from_real(-0.0),
+        CElement::from_real(NAN),         CElement::from_real(0.1),
+        CElement::from_float(1e-310),     CElement::from_time(timeval{-5, 250000}),
+        CElement::from_string("a;b\n\"c\" \xc3\xa9"), CElement::from_int64(INT64_MIN),
+        CElement::from_uint64(UINT64_MAX), CElement(),
+    };
+    int i = 0;
+    for (const CElement& v : values) {
+        std::string path = "/T/L" + std::to_string(i++);
+        CElement stamped(v, timeval{1700000000, 123456});
+        put(path, stamped);
+        CElement back;
+        ASSERT_EQ(get(path, back), API_SUCCESS);
+        EXPECT_TRUE(back == stamped) << path << " " << v.to_string() << " -> " << back.to_string();
+    }
+}
+
+TEST_F(StoreTest, UnstampedWritesAreStampedNow) {
+    mk("/S");
+    put("/S/L", CElement::from_int(1));
+    CElement v;
+    ASSERT_EQ(get("/S/L", v), API_SUCCESS);
+    EXPECT_GT(v.stamp().tv_sec, 1600000000);
 }
