@@ -1,0 +1,62 @@
+// Helpers of the host tests: run a program with extra environment and
+// collect its output, temporary folders for stores, and a minimal FastCGI
+// client for the request loop.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace hosttest {
+
+struct RunResult {
+    std::string out;
+    std::string err;
+    int exitCode = -1;    // exit status, -1 when ended by a signal
+    int termSignal = 0;   // the signal that ended it, 0 when it exited
+};
+
+using EnvList = std::vector<std::pair<std::string, std::string>>;
+
+// Runs `argv` (argv[0] is the program path) with `env` added to this
+// process's environment and waits for it; stdin is /dev/null.
+RunResult runProgram(const std::vector<std::string>& argv, const EnvList& env);
+
+// Reads everything from `fd` until end of file.
+std::string readAll(int fd);
+
+// A started child whose stderr is read through a pipe.
+struct Child {
+    pid_t pid = -1;
+    int errFd = -1;
+    std::string err;  // stderr read so far
+    // Reads stderr until `text` has appeared; false at end of file.
+    bool waitForText(const std::string& text);
+    // Reads stderr to its end and reaps the child; returns the wait status.
+    int finish();
+};
+Child startProgram(const std::vector<std::string>& argv, const EnvList& env);
+
+// A fresh folder below $TMPDIR (or /tmp), removed with its content.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return m_path; }
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
+// One FastCGI responder request over the unix socket `socketPath`: sends the
+// parameters and `body` as stdin and returns the responder's stdout. Empty
+// with ok=false when the connection fails.
+std::string fcgiRequest(const std::string& socketPath, const EnvList& params,
+                        const std::string& body, bool& ok);
+
+}  // namespace hosttest

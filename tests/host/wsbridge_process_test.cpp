@@ -1,0 +1,199 @@
+// The wsbridge process in the foreground (-d) on a temporary store and
+// socket: requests over FastCGI, connection numbering, faults for bad
+// envelopes, the software node, and the stop on each termination signal.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <string>
+#include <vector>
+
+#include "cds_api.h"
+#include "cds_utils.h"
+#include "host_test_util.h"
+#include "ws_global.h"
+
+using hosttest::EnvList;
+
+namespace {
+
+const std::string kConnNode = WS_SOFTWARE_NODE WS_CONNECTIONS_SUFFIX;
+const std::string kStatusNode = WS_SOFTWARE_NODE "/AppStatus";
+
+std::string envelope(const std::string& body)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:nsc1=\"http://device-ws.example.com/Corvane\"><SOAP-ENV:Body>" +
+           body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
+}
+
+const std::string kGetDefaultLocale = envelope("<nsc1:getDefaultLocale/>");
+
+class Gateway : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        store = dir.file("cds.db");
+        sock = dir.file("ws.sock");
+        {
+            // A record left by an earlier run.
+            toolkit::CCds cds(store);
+            ASSERT_TRUE(cds.is_initialized());
+            CCDS_Connxns old(kConnNode, cds);
+            ASSERT_TRUE(old.AddConnxn("42", "10.9.9.9", "old", "ghost"));
+        }
+    }
+    void TearDown() override
+    {
+        if (child.pid > 0 && !finished) {
+            kill(child.pid, SIGKILL);
+            child.finish();
+        }
+    }
+    bool start(const std::string& socketPath)
+    {
+        child = hosttest::startProgram({WSBRIDGE_BIN, "-d"},
+                                       {{"CDS_STORE", store}, {"WSBRIDGE_SOCKET", socketPath}});
+        return child.waitForText("FCGI app listening at socket " + socketPath + " [0] \n");
+    }
+    int stop(int sig)
+    {
+        kill(child.pid, sig);
+        finished = true;
+        return child.finish();
+    }
+    std::string call(const EnvList& params, const std::string& body)
+    {
+        bool ok = false;
+        std::string reply = hosttest::fcgiRequest(sock, params, body, ok);
+        EXPECT_TRUE(ok);
+        return reply;
+    }
+    int appStatus()
+    {
+        toolkit::CCds cds(store);
+        api_status_t st;
+        toolkit::CElement v;
+        element_property_t prop;
+        cds.get_leaf(kStatusNode, st, v, prop);
+        return st.ok() ? v.to_int() : -1;
+    }
+    std::vector<tk_string> records()
+    {
+        toolkit::CCds cds(store);
+        std::vector<tk_string> names;
+        api_status_t st;
+        cds.get_children(kConnNode, names, st);
+        return names;
+    }
+    bool watchdogExists()
+    {
+        toolkit::CCds cds(store);
+        return cds.node_exists("/Software/Watchdogs/wsbridge");
+    }
+
+    hosttest::TempDir dir;
+    std::string store, sock;
+    hosttest::Child child;
+    bool finished = false;
+};
+
+EnvList client(const char* user, const char* addr, const char* https = nullptr)
+{
+    EnvList p{{"REQUEST_METHOD", "POST"}, {"CONTENT_TYPE", "text/xml"}};
+    if (user) p.push_back({"REMOTE_USER", user});
+    if (addr) p.push_back({"REMOTE_ADDR", addr});
+    if (https) p.push_back({"HTTPS", https});
+    return p;
+}
+
+TEST_F(Gateway, ServesRegistersAndStopsOnSigterm)
+{
+    ASSERT_TRUE(start(sock));
+    EXPECT_EQ(appStatus(), 4);
+    EXPECT_FALSE(watchdogExists()) << "no watchdog in debug mode";
+
+    std::string reply = call(client("alice", "127.0.0.1"), kGetDefaultLocale);
+    EXPECT_NE(reply.find("getDefaultLocaleResponse"), std::string::npos) << reply;
+    EXPECT_NE(reply.find(">en-US<"), std::string::npos) << reply;
+    EXPECT_TRUE(child.waitForText("New wsbridge connection 1 for alice@http:127.0.0.1 \n"));
+
+    call(client("alice", "127.0.0.1", "on"), kGetDefaultLocale);
+    EXPECT_TRUE(child.waitForText("New wsbridge connection 2S for alice@https:127.0.0.1 \n"));
+    call(client("bob", "127.0.0.1", "ON"), kGetDefaultLocale);
+    EXPECT_TRUE(child.waitForText("New wsbridge connection 3 for bob@http:127.0.0.1 \n"));
+
+    // No user: served, reported, a number used up.
+    reply = call(client(nullptr, "127.0.0.1"),
+                 envelope("<nsc1:getSupportedLocales><nsc1:options>;;=</nsc1:options>"
+                          "</nsc1:getSupportedLocales>"));
+    EXPECT_NE(reply.find(">en-US<"), std::string::npos) << reply;
+    EXPECT_TRUE(child.waitForText("Failed to get REMOTE_USER"));
+
+    // Faults for a broken envelope and an unknown operation; the loop goes on.
+    reply = call(client("bob", "127.0.0.1"), "<SOAP-ENV:Envelope><oops");
+    EXPECT_NE(reply.find("Fault"), std::string::npos) << reply;
+    EXPECT_TRUE(child.waitForText("Failed in soap processing; "));
+    reply = call(client("bob", "127.0.0.1"), envelope("<nsc1:noSuchOperation/>"));
+    EXPECT_NE(reply.find("Fault"), std::string::npos) << reply;
+
+    call(client("carol", "127.0.0.2"), kGetDefaultLocale);
+    EXPECT_TRUE(child.waitForText("New wsbridge connection 5 for carol@http:127.0.0.2 \n"));
+    EXPECT_EQ(records(), std::vector<tk_string>{"42"}) << "no sweep within the first minute";
+
+    int status = stop(SIGTERM);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    std::string tail = "Caught term signal, exiting soap_serve loop now...\nStopping " +
+                       std::string(WSBRIDGE_BIN) + " \n";
+    ASSERT_GE(child.err.size(), tail.size());
+    EXPECT_EQ(child.err.substr(child.err.size() - tail.size()), tail) << child.err;
+    EXPECT_EQ(appStatus(), 2);
+    EXPECT_TRUE(records().empty()) << "connection records removed at shutdown";
+}
+
+class GatewayStopSignal : public Gateway, public ::testing::WithParamInterface<int> {};
+
+TEST_P(GatewayStopSignal, OrderlyStop)
+{
+    ASSERT_TRUE(start(sock));
+    int status = stop(GetParam());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_NE(child.err.find("Caught term signal"), std::string::npos) << child.err;
+    EXPECT_EQ(appStatus(), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, GatewayStopSignal, ::testing::Values(SIGTERM, SIGINT, SIGHUP));
+
+// SIGQUIT belongs to the crash reporter: a backtrace and status 3, and the
+// software node is left as it was.
+TEST_F(Gateway, SigquitEndsWithBacktrace)
+{
+    ASSERT_TRUE(start(sock));
+    int status = stop(SIGQUIT);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_NE(child.err.find("###### BACK TRACE START (" + std::string(strsignal(SIGQUIT))),
+              std::string::npos)
+        << child.err;
+    EXPECT_EQ(child.err.find("Stopping"), std::string::npos);
+    EXPECT_EQ(appStatus(), 4);
+}
+
+// A socket path that cannot be bound ends the process with an error and
+// without serving: the FastCGI library reports "bind/listen" and exits from
+// inside FCGX_OpenSocket, so no orderly stop is printed.
+TEST_F(Gateway, UnbindableSocketEndsWithError)
+{
+    std::string bad = dir.file("no/such/dir/ws.sock");
+    hosttest::RunResult r = hosttest::runProgram(
+        {WSBRIDGE_BIN, "-d"}, {{"CDS_STORE", store}, {"WSBRIDGE_SOCKET", bad}});
+    EXPECT_NE(r.exitCode, 0);
+    EXPECT_NE(r.err.find("bind/listen"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("FCGI app listening"), std::string::npos) << r.err;
+}
+
+}  // namespace
