@@ -126,7 +126,9 @@ int soap_process(struct soap* soap, bool)
     }
     try {
         if (dispatch(soap) != SOAP_OK) {
+            // The runtime's own fault text completes the line.
             std::fputs("Failed in soap processing; ", stderr);
+            soap_print_fault(soap, stderr);
             soap_send_fault(soap);
         }
     } catch (const std::exception& e) {
