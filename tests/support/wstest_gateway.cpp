@@ -1,0 +1,38 @@
+// Temporary folder and process record behind wstest::TestGateway.
+#include "wstest_gateway.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <vector>
+
+namespace wstest {
+
+TestGateway::TestGateway()
+{
+    std::string templ = (std::filesystem::temp_directory_path() / "wstest-XXXXXX").string();
+    std::vector<char> buf(templ.begin(), templ.end());
+    buf.push_back('\0');
+    if (!mkdtemp(buf.data()))
+        throw std::runtime_error("cannot create a temporary folder for the test gateway");
+    m_dir = buf.data();
+    setenv("CDS_STORE", file("cds.db").c_str(), 1);
+    unsetenv("REMOTE_USER");
+    unsetenv("REMOTE_ADDR");
+    m_global = std::make_unique<global_data_t>();
+    m_global->deltaLogPath = file("deadband.db");
+    m_global->eventLogPath = file("alarms.db");
+    m_global->systemLogPath = file("system.db");
+    m_global->trendLogPath = file("interval-trends.db");
+    m_global->waveFolder = file("waves");
+    std::filesystem::create_directory(m_global->waveFolder);
+}
+
+TestGateway::~TestGateway()
+{
+    m_global.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(m_dir, ignored);
+}
+
+} // namespace wstest
