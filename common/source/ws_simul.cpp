@@ -47,7 +47,8 @@ int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_s
     tk_string text(basePath);
     while (text.size() > 1 && text.back() == '/') text.pop_back();
     CPath cpath(text);
-    if (cpath.normalize() != 0 || cpath.hasAttribute()) {
+    // A node path never holds ':' (that names an attribute).
+    if (text.find(':') != tk_string::npos || cpath.normalize() != 0) {
         BnwsErrMsg(WS_BAD_PATH_SYNTAX, "CDS Error in supplied path", Reply, options);
         return 1;
     }
@@ -55,7 +56,7 @@ int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_s
     api_status_t status;
     int result = cds.add_node(nodePath, status, source);
     // Creating a node that exists is not an error: its leaves are then set.
-    if (result != 0 || (!status.ok() && status.code != API_EXISTS)) {
+    if (status.code != API_EXISTS && (result != 0 || !status.ok())) {
         BnwsErrMsg(WS_WRITE_FAILED, nullptr, Reply, options);
         return 1;
     }

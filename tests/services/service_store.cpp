@@ -1,0 +1,202 @@
+// Temporary store and handler-call helpers shared by the service tests.
+#include "service_store.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+using toolkit::CElement;
+
+const timeval kM1Stamp = {1700000000, 123456};
+
+namespace {
+
+void removeTree(const std::string& dir)
+{
+    if (dir.empty()) return;
+    std::string command = "rm -rf '" + dir + "'";
+    if (std::system(command.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", dir.c_str());
+}
+
+}  // namespace
+
+void ServiceStore::SetUp()
+{
+    char templ[] = "/tmp/wsb-services-XXXXXX";
+    ASSERT_NE(mkdtemp(templ), nullptr);
+    dir_ = templ;
+    setenv("CDS_STORE", (dir_ + "/cds.db").c_str(), 1);
+    g_ = std::make_unique<global_data_t>();
+    ASSERT_TRUE(g_->cds.is_initialized());
+    soap_ = soap_new();
+    ASSERT_NE(soap_, nullptr);
+    soap_->user = g_.get();
+
+    for (const char* role : {"admin", "operator", "viewer"})
+        leaf(std::string("/Software/Security/Users/") + role + "/Role", CElement::from_string(role));
+    leaf("/Software/Security/Secret/Value", CElement::from_string("hidden"));
+
+    leaf("/Meters/M1/Value", CElement(CElement::from_real(230.5), kM1Stamp));
+    leaf("/Meters/M1/Writable", CElement::from_bool(true));
+    leaf("/Meters/M1/Units", CElement::from_string("V"));
+    leaf("/Meters/M1/.HiCriticalLimit", CElement::from_float(250.5));
+
+    leaf("/Meters/Count/Value", CElement::from_int(42));
+    leaf("/Meters/Count/Writable", CElement::from_bool(false));
+    leaf("/Meters/Count/.HiCriticalLimit", CElement::from_float(100));
+
+    leaf("/Meters/Setpoint/Value", CElement::from_int(10));
+    leaf("/Meters/Setpoint/Writable", CElement::from_bool(true));
+
+    leaf("/Meters/Breaker/ValueType", CElement::from_string("Multistate"));
+    leaf("/Meters/Breaker/PossibleValues", CElement::from_string("Open;Closed;Tripped"));
+    leaf("/Meters/Breaker/Value", CElement::from_uint(1));
+    leaf("/Meters/Breaker/Writable", CElement::from_bool(true));
+
+    leaf("/Meters/Input/Value", CElement::from_bool(true));
+    leaf("/Meters/Input/PossibleValues", CElement::from_string("Off;On"));
+    leaf("/Meters/Input/Writable", CElement::from_bool(true));
+
+    leaf("/Meters/Text/Value", CElement::from_string("12.5"));
+    leaf("/Meters/Text/Writable", CElement::from_bool(true));
+
+    for (const char* child : {"a", "b", "c"}) node(std::string("/Meters/List/") + child);
+    leaf("/Meters/List/PossibleValues", CElement::from_string("x;y;z;w;v"));
+    leaf("/Meters/List/WritableValues", CElement::from_string("only"));
+
+    node("/Meters/Kept");
+    api_status_t status;
+    ASSERT_EQ(g_->cds.set_leaf("/Meters/Kept/Value", CElement::from_real(1), status,
+                               DSV_TRI_TRUE, "test"),
+              0);
+    ASSERT_TRUE(status.ok());
+    actAs("operator");
+}
+
+void ServiceStore::TearDown()
+{
+    if (soap_) {
+        soap_destroy(soap_);
+        soap_end(soap_);
+        soap_free(soap_);
+    }
+    g_.reset();
+    removeTree(dir_);
+    unsetenv("REMOTE_USER");
+    unsetenv("REMOTE_ADDR");
+}
+
+void ServiceStore::actAs(const char* user)
+{
+    if (user)
+        setenv("REMOTE_USER", user, 1);
+    else
+        unsetenv("REMOTE_USER");
+    setenv("REMOTE_ADDR", "10.0.0.5", 1);
+}
+
+void ServiceStore::node(const std::string& path)
+{
+    api_status_t status;
+    int result = g_->cds.add_node(path, status, "test");
+    ASSERT_TRUE(status.code == API_EXISTS || (result == 0 && status.ok()))
+        << path << ": " << status.text();
+}
+
+void ServiceStore::leaf(const std::string& path, const CElement& value)
+{
+    CPath cpath(path);
+    ASSERT_EQ(cpath.normalize(), 0) << path;
+    node(cpath.getNodePath());
+    api_status_t status;
+    int result = g_->cds.set_leaf(path, value, status, DSV_TRI_FALSE, "test");
+    ASSERT_TRUE(result == 0 && status.ok()) << path << ": " << status.text();
+}
+
+CElement ServiceStore::stored(const std::string& path, element_property_t* property)
+{
+    api_status_t status;
+    CElement value;
+    element_property_t prop = ELEMENT_NORMAL;
+    if (g_->cds.get_leaf(path, status, value, prop) != 0 || !status.ok()) return CElement();
+    if (property) *property = prop;
+    return value;
+}
+
+bool ServiceStore::exists(const std::string& path) { return g_->cds.node_exists(path); }
+
+std::string* ServiceStore::str(const char* text)
+{
+    if (!text) return nullptr;
+    std::string* out = soap_new_std__string(soap_);
+    *out = text;
+    return out;
+}
+
+std::string ServiceStore::getValue(const char* path, const char* options)
+{
+    _nsc1__getValue request;
+    request.options = str(options);
+    request.path = str(path);
+    _nsc1__getValueResponse response;
+    EXPECT_EQ(__nsc1__getValue(soap_, &request, response), SOAP_OK);
+    EXPECT_NE(response.getValueResult, nullptr);
+    return response.getValueResult ? *response.getValueResult : "<null>";
+}
+
+std::vector<std::string> ServiceStore::getValues(const std::vector<std::string>* paths,
+                                                 const char* options)
+{
+    _nsc1__getValues request;
+    request.options = str(options);
+    nsc1__ArrayOfString array;
+    if (paths) {
+        array.string = *paths;
+        request.paths = &array;
+    }
+    _nsc1__getValuesResponse response;
+    EXPECT_EQ(__nsc1__getValues(soap_, &request, response), SOAP_OK);
+    return response.getValuesResult;
+}
+
+std::vector<std::string> ServiceStore::getRelativeValues(const char* base,
+                                                         const std::vector<std::string>& paths,
+                                                         const char* options)
+{
+    _nsc1__getRelativeValues request;
+    request.options = str(options);
+    request.basePath = str(base);
+    request.paths = paths;
+    _nsc1__getRelativeValuesResponse response;
+    EXPECT_EQ(__nsc1__getRelativeValues(soap_, &request, response), SOAP_OK);
+    return response.getRelativeValuesResult;
+}
+
+std::string ServiceStore::setValue(const char* path, const char* value, const char* options,
+                                   int* status)
+{
+    _nsc1__setValue request;
+    request.options = str(options);
+    request.path = str(path);
+    request.value = str(value);
+    _nsc1__setValueResponse response;
+    int rc = __nsc1__setValue(soap_, &request, response);
+    if (status) *status = rc;
+    else EXPECT_EQ(rc, SOAP_OK);
+    return response.setValueResult ? *response.setValueResult : "<null>";
+}
+
+std::string ServiceStore::setLeaf(const char* path, const char* value, const char* options,
+                                  int* status)
+{
+    _nst1__SetLeaf request;
+    request.options = str(options);
+    request.path = str(path);
+    request.value = str(value);
+    _nst1__SetLeafResponse response;
+    int rc = __nst1__SetLeaf(soap_, &request, response);
+    if (status) *status = rc;
+    else EXPECT_EQ(rc, SOAP_OK);
+    return response.SetLeafResult ? *response.SetLeafResult : "<null>";
+}
