@@ -221,8 +221,6 @@ TEST_F(StoreTest, PersistenceArgumentAndProperties) {
     api_status_t st;
     cds.set_property("/N/L", ELEMENT_MPL, st);
     EXPECT_TRUE(st.ok());
-    cds.set_property("/N/L", static_cast<element_property_t>(9), st);
-    EXPECT_EQ(st.code, API_INVALID_ARGUMENT);
     cds.set_property("/N/Missing", ELEMENT_MPL, st);
     EXPECT_EQ(st.code, API_NOT_FOUND);
     CElement v;
