@@ -12,7 +12,11 @@ namespace {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
-void onTerm(int) { stopRequested = 1; }
+// libfcgi retries an interrupted accept() unless it was told to shut down.
+void onTerm(int) {
+    stopRequested = 1;
+    FCGX_ShutdownPending();
+}
 
 const char kReply[] =
     "Status: 200 OK\r\n"
