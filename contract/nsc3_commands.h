@@ -1,9 +1,12 @@
-// Device-command namespace (nsc3) types and operations, rpc/literal with
-// unqualified fields. The same types are the storage format of the command
-// queues: a queued command is one "nsc3:sendCmd-s" element and a handler's
-// answer one "nsc3:getDeviceCmdResultResponse" element, both as XML text.
+// Device-command namespace (nsc3) types and operations in the rpc/literal
+// shape with unqualified fields. The same types are the storage format of
+// the command queues: a queued command is one "nsc3:sendCmd-s" element, a
+// handler's answer one "nsc3:getDeviceCmdResultResponse" element, as XML
+// text. Read them with soap_get_<type>(soap, p, "<element name>", NULL):
+// the generated soap_read_<type> accepts any root element name.
 
-// A value without a text (such as 10) is written as its decimal number.
+// A value without a text (such as 10) is written as its decimal number;
+// the reader takes numbers up to 9 only.
 enum nsc3__cmdNumStatus
 {
     nsc3__cmdNumStatus__cmdUnknown = 0,

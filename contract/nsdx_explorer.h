@@ -1,10 +1,12 @@
-// Device-explorer namespace (nsdx) types and operations, rpc/literal: the
-// operation element's children are its parameters, record fields are
-// unqualified local elements. The "st..." types carry no namespace prefix.
+// Device-explorer namespace (nsdx) types and operations in the rpc/literal
+// shape: the operation element's children are its parameters; they and the
+// record fields are unqualified local elements. The "st..." types carry no
+// namespace prefix.
 // The two waveform operations answer "nsdx:getWaveConfigResponse" and
 // "nsdx:getWaveDataResponse" on purpose: clients expect these names.
 
-// An unknown text that is a decimal number is read as that number.
+// A decimal number from 0 to the largest value is read as that number,
+// named or not; any other unknown text is a type error.
 enum nsdx__LogRqstType
 {
     nsdx__LogRqstType__LgRqTypDeltas = 1,

@@ -1,6 +1,14 @@
 // The gateway's SOAP contract: namespace table, service bindings and the
 // imports of every operation and message. soapcpp2 turns it into the
 // serialisers, the dispatcher and the WSDL/XSD files (see CMakeLists.txt).
+// nsdx and nsc3 messages have the rpc/literal shape: the operation element
+// holds the parameters as unqualified children, the response element the
+// result fields. soapcpp2 generates the same code for that shape under
+// "rpc" and under "document" with unqualified forms; "document" is chosen
+// because its WSDL declares the wrapper elements with their sequences
+// (maxOccurs="unbounded"), while rpc message parts cannot repeat, so WSDL
+// clients could not read a reply with two devices, events or samples.
+//
 // soapcpp2 orders the namespace table by first use of each prefix in a class
 // or operation, so the import order below fixes the table order
 // nst1, nss1, nsdx, nsc3, nsc1 (after SOAP-ENV, SOAP-ENC, xsi, xsd).
@@ -23,7 +31,7 @@
 //gsoap nsdx service type:     CorvaneDXPortType
 //gsoap nsdx service port:     http://localhost/wsbridge
 //gsoap nsdx service namespace: http://device-ws.example.com/CorvaneDX
-//gsoap nsdx service style:    rpc
+//gsoap nsdx service style:    document
 //gsoap nsdx service encoding: literal
 //gsoap nsdx schema namespace: http://device-ws.example.com/CorvaneDX
 //gsoap nsdx schema form:      unqualified
@@ -32,7 +40,7 @@
 //gsoap nsc3 service type:     CorvaneC3PortType
 //gsoap nsc3 service port:     http://localhost/wsbridge
 //gsoap nsc3 service namespace: http://device-ws.example.com/CorvaneC3
-//gsoap nsc3 service style:    rpc
+//gsoap nsc3 service style:    document
 //gsoap nsc3 service encoding: literal
 //gsoap nsc3 schema namespace: http://device-ws.example.com/CorvaneC3
 //gsoap nsc3 schema form:      unqualified
