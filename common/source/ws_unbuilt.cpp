@@ -105,23 +105,6 @@ int nsdx__findAttributeMatches(struct soap *soap,
     return notAvailable(soap, "nsdx:findAttributeMatches is not available in this build");
 }
 
-// ---- Waveforms ----
-
-int nsdx__getWaveformConfig(struct soap *soap,
-    std::string *,
-    std::string *,
-    nsdx__getWaveConfigResponse &)
-{
-    return notAvailable(soap, "nsdx:getWaveformConfig is not available in this build");
-}
-
-int nsdx__getWaveformData(struct soap *soap,
-    nsdx__getWaveDataRequest *,
-    nsdx__getWaveDataResponse &)
-{
-    return notAvailable(soap, "nsdx:getWaveformData is not available in this build");
-}
-
 // ---- Trends ----
 
 int nsdx__getTrendPeriods(struct soap *soap, std::string *, nsdx__getTrendPeriodsResponse &)

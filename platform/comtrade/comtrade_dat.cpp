@@ -56,8 +56,9 @@ bool nextLine(const char* data, size_t size, size_t& pos, LineSpan& line) {
 // One comma field as a number: `missing` true for an empty field.
 bool asciiField(const char*& p, const char* end, double& value, bool& missing) {
     while (p < end && (*p == ' ' || *p == '\t')) ++p;
-    const char* comma = static_cast<const char*>(std::memchr(p, ',', size_t(end - p)));
-    const char* stop = comma ? comma : end;
+    const char* stop = p;
+    while (stop < end && *stop != ',') ++stop;
+    const char* comma = stop < end ? stop : nullptr;
     const char* last = stop;
     while (last > p && (last[-1] == ' ' || last[-1] == '\t')) --last;
     missing = last == p;
