@@ -127,22 +127,6 @@ int nsdx__getTrendData(struct soap *soap,
     return notAvailable(soap, "nsdx:getTrendData is not available in this build");
 }
 
-// ---- Event logs ----
-
-int nsdx__getDeltaLog(struct soap *soap,
-    nsdx__logRetrieveRequest *,
-    nsdx__getDeltaLogResponse &)
-{
-    return notAvailable(soap, "nsdx:getDeltaLog is not available in this build");
-}
-
-int nsdx__getEventLog(struct soap *soap,
-    nsdx__logRetrieveRequest *,
-    nsdx__getEventLogResponse &)
-{
-    return notAvailable(soap, "nsdx:getEventLog is not available in this build");
-}
-
 // ---- Device commands ----
 
 int nsc3__sendDeviceCmd(struct soap *soap,

@@ -1,0 +1,45 @@
+// Event logs: the mapping of logged events (toolkit::CEvent) onto the
+// subscriber-namespace wire records, and the delta and event log retrieval
+// (nsdx:getDeltaLog, nsdx:getEventLog) over toolkit::CLog.
+#pragma once
+
+#include <vector>
+
+#include "cds_event.h"
+#include "soapH.h"
+#include "ws_global.h"
+
+// Path and value of one event as wire texts. `outPath` and `outValue` are
+// always set, `outNumeric` only for booleans and multistate integers (else
+// null); all three are new strings in `soap`. "/Value" leaves are reported by
+// their node ("/A/B"), other leaves as node ":" leaf ("/A/B:Units"). `g` must
+// not be null when the value is boolean or integer (multistate look-up).
+void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path,
+                       bool normalized, const toolkit::CElement& value, std::string** outPath,
+                       std::string** outValue, std::string** outNumeric);
+
+// Fills the event fields of `target` (allocated in `soap`) from `ev`.
+// Returns `target`, or null when the event is not reported ("/Software"
+// events other than a true configuration change); `target` is then deleted.
+nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev,
+                             nss1__Event* target);
+// New records in `soap`, or null for a dropped event or a failure (the
+// failure is reported on standard error). The caller skips null records.
+nss1__Event* buildEvent(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev);
+nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev);
+nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
+                                          const toolkit::CEvent& ev);
+
+// Reads one page of a log for `request`. Returns 0 on success, -1 when
+// nMaxToReturn exceeds `maxRecords` (error text code 34) or the request is
+// absent (code 33), else the log's status (open failure: code 21; retrieval
+// failing five times: code 22). A request with nMaxToReturn below 1 gets
+// `maxRecords` written into it. `trimmed` counts the records of an
+// incomplete last time-stamp group removed when bTrimIncomplete is set.
+int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request, int maxRecords,
+                   tk_string& error, int& trimmed, std::vector<toolkit::CEvent>& events,
+                   int pageSize, int cacheSize, int heapLimit);
+
+// The pause between two retrieval attempts (sleeps `seconds`). Defined alone
+// in ws_eventlogs_pause.cpp so a test binary can link its own definition.
+void wsLogRetryPause(unsigned seconds);
