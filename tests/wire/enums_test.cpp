@@ -68,19 +68,19 @@ int readEnum(struct soap *soap, const std::string &type, const char *text, int &
 {
     int err = SOAP_TYPE;
     if (type == "LeafTypes") {
-        nsdx__LeafTypes v;
+        nsdx__LeafTypes v = nsdx__LeafTypes__LeafTypeNormal;
         err = soap_s2nsdx__LeafTypes(soap, text, &v);
         value = v;
     } else if (type == "RatePeriod") {
-        nsdx__RatePeriod v;
+        nsdx__RatePeriod v = nsdx__RatePeriod__RatePeriodA;
         err = soap_s2nsdx__RatePeriod(soap, text, &v);
         value = v;
     } else if (type == "LogRqstType") {
-        nsdx__LogRqstType v;
+        nsdx__LogRqstType v = nsdx__LogRqstType__LgRqTypDeltas;
         err = soap_s2nsdx__LogRqstType(soap, text, &v);
         value = v;
     } else if (type == "enumSampleType") {
-        enumSampleType v;
+        enumSampleType v = enumSampleType__SAMPLE_TYPE_NORMAL;
         err = soap_s2enumSampleType(soap, text, &v);
         value = v;
     }
