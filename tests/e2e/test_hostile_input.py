@@ -51,12 +51,15 @@ def many_attributes(count):
 # 400/502 when the gateway closed the stream without a reply.
 REFUSED = {200, 400, 500, 502}
 
-# (case, body, accepted HTTP statuses, a normal reply is wrong)
+# (case, body, accepted HTTP statuses, a normal reply is wrong). The runtime
+# does not process DTDs and skips elements it does not know, whatever their
+# depth: entity-laden and deeply nested parameters may get a normal reply, but
+# a small one with nothing expanded, at once.
 HOSTILE = [
     ("body over the 1 MB limit", huge_text(1100 * 1024), {413}, True),
-    ("nesting 100000 deep", deep(100000), REFUSED, True),
-    ("billion laughs", billion_laughs(), REFUSED, True),
-    ("external entity", external_entity(), REFUSED, True),
+    ("nesting 100000 deep", deep(100000), REFUSED, False),
+    ("billion laughs", billion_laughs(), REFUSED, False),
+    ("external entity", external_entity(), REFUSED, False),
     ("XML cut off mid-document", truncated(), REFUSED, True),
     ("just the XML declaration", '<?xml version="1.0"?>', REFUSED, True),
     ("empty body", "", REFUSED, True),
@@ -67,6 +70,7 @@ HOSTILE = [
 
 
 def assert_no_leak(text):
+    assert len(text) < 64 * 1024, "reply of %d bytes" % len(text)
     assert "root:" not in text, "entity expanded from a file"
     assert "lollollol" not in text, "entities expanded"
 

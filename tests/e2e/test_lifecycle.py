@@ -51,6 +51,7 @@ GHOST = "99"
 
 
 def plant_stale_record(store):
+    store.run("mknode", "%s/%s" % (CONNECTIONS, GHOST))
     store.run("set", "%s/%s/User" % (CONNECTIONS, GHOST), "text", "ghost")
     store.run("set", "%s/%s/Address" % (CONNECTIONS, GHOST), "text", "10.0.0.9")
 
@@ -75,7 +76,7 @@ def test_connection_records_follow_the_registry(fresh_gateway):
     assert frontend.wait_until(mirrored, 90, step=0.5), (gw.store.children(CONNECTIONS),
                                                          gw.stderr())
     for user, conn_id in ids.items():
-        assert gw.store.get("%s/%s/User" % (CONNECTIONS, conn_id)).endswith(user)
+        assert gw.store.get("%s/%s/User" % (CONNECTIONS, conn_id)) == user
     assert "Unexpected removal of connection %s %s " % (CONNECTIONS, GHOST) in gw.stderr()
 
     assert gw.terminate() == 0, gw.stderr()
