@@ -1,7 +1,8 @@
 // The data-store client: one handle on the SQLite store file, shared safely
 // by several processes. Every call fills an api_status_t; the int result is 0
 // when the store answered (per-leaf outcomes in the statuses) and non-zero
-// when the call failed as a whole (status then says why).
+// when the call failed as a whole (status then says why). Single-path calls
+// return 0 exactly when their status is 1.
 #pragma once
 
 #include <sys/types.h>

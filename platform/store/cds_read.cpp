@@ -122,11 +122,11 @@ int CCds::get_leaf(CPath& path, api_status_t& status, CElement& value,
 }
 
 // Shared batch body: one read transaction gives one snapshot for all paths.
-template <typename PathT>
-static int read_batch(dsv_handle* h, std::vector<PathT>& paths,
-                      std::vector<api_status_t>& statuses, std::vector<CElement>& values,
-                      std::vector<element_property_t>& properties,
-                      const std::string& (*text)(const PathT&), void (*note)(PathT&, const Resolved&, int)) {
+// `note` records each resolution in a CPath (nothing for plain strings).
+template <typename Vec, typename TextFn, typename NoteFn>
+static int read_batch(dsv_handle* h, Vec& paths, std::vector<api_status_t>& statuses,
+                      std::vector<CElement>& values, std::vector<element_property_t>& properties,
+                      TextFn text, NoteFn note) {
     statuses.assign(paths.size(), api_status_t());
     values.assign(paths.size(), CElement());
     properties.assign(paths.size(), ELEMENT_NORMAL);
@@ -143,26 +143,26 @@ static int read_batch(dsv_handle* h, std::vector<PathT>& paths,
     for (size_t i = 0; i < paths.size(); ++i) {
         Resolved r;
         st = read_one(h, text(paths[i]), r, statuses[i], values[i], properties[i]);
-        if (note) note(paths[i], r, st);
+        note(paths[i], r, st);
     }
     t.commit();  // ends the read snapshot; nothing to write
     return 0;
 }
 
-static const std::string& text_of_str(const tk_string& s) { return s; }
-static const std::string& text_of_path(const CPath& p) { return p.str(); }
-static void note_path(CPath& p, const Resolved& r, int st) { record(p, r, st); }
-
 int CCds::get_leaves(const std::vector<tk_string>& paths, std::vector<api_status_t>& statuses,
                      std::vector<CElement>& values, std::vector<element_property_t>& properties) {
-    std::vector<tk_string>& p = const_cast<std::vector<tk_string>&>(paths);  // read only
-    return read_batch<tk_string>(m_handle, p, statuses, values, properties, text_of_str, nullptr);
+    return read_batch(
+        m_handle, paths, statuses, values, properties,
+        [](const tk_string& p) -> const std::string& { return p; },
+        [](const tk_string&, const Resolved&, int) {});
 }
 
 int CCds::get_leaves(std::vector<CPath>& paths, std::vector<api_status_t>& statuses,
                      std::vector<CElement>& values, std::vector<element_property_t>& properties) {
-    return read_batch<CPath>(m_handle, paths, statuses, values, properties, text_of_path,
-                             note_path);
+    return read_batch(
+        m_handle, paths, statuses, values, properties,
+        [](const CPath& p) -> const std::string& { return p.str(); },
+        [](CPath& p, const Resolved& r, int st) { record(p, r, st); });
 }
 
 // Node look-up for calls that take a node path (no ':' part allowed).
