@@ -51,60 +51,6 @@ int nsdx__getActiveAlarms(struct soap *soap,
     return notAvailable(soap, "nsdx:getActiveAlarms is not available in this build");
 }
 
-// ---- Device explorer ----
-
-int nsdx__getDeviceTree(struct soap *soap,
-    std::string *,
-    std::string *,
-    bool,
-    nsdx__getDeviceTreeResponse &)
-{
-    return notAvailable(soap, "nsdx:getDeviceTree is not available in this build");
-}
-
-int nsdx__getLeafDescriptors(struct soap *soap,
-    std::string *,
-    std::string *,
-    std::vector<std::string>,
-    nsdx__getLeafDescriptorsResponse &)
-{
-    return notAvailable(soap, "nsdx:getLeafDescriptors is not available in this build");
-}
-
-int nsdx__whoAmI(struct soap *soap, std::string *, nsdx__whoAmIResponse &)
-{
-    return notAvailable(soap, "nsdx:whoAmI is not available in this build");
-}
-
-int nsdx__getLocalAndUtcTime(struct soap *soap,
-    std::string *,
-    nsdx__getLocalAndUtcTimeResponse &)
-{
-    return notAvailable(soap, "nsdx:getLocalAndUtcTime is not available in this build");
-}
-
-int nsdx__getMinAvgMaxValues(struct soap *soap,
-    std::string *,
-    std::vector<std::string> *,
-    LONG64,
-    LONG64,
-    enum nsdx__RatePeriod,
-    nsdx__getMinAvgMaxValuesResponse &)
-{
-    return notAvailable(soap, "nsdx:getMinAvgMaxValues is not available in this build");
-}
-
-int nsdx__findAttributeMatches(struct soap *soap,
-    std::string *,
-    std::string *,
-    bool,
-    std::string *,
-    std::string *,
-    nsdx__findAttributeMatchesResponse &)
-{
-    return notAvailable(soap, "nsdx:findAttributeMatches is not available in this build");
-}
-
 // ---- Trends ----
 
 int nsdx__getTrendPeriods(struct soap *soap, std::string *, nsdx__getTrendPeriodsResponse &)
