@@ -37,7 +37,7 @@ listening_on() {
 demo_pid() {
     local d cmd
     for d in /proc/[0-9]*; do
-        cmd=$(tr '\0' ' ' < "$d/cmdline" 2>/dev/null) || continue
+        cmd=$( { tr '\0' ' ' < "$d/cmdline"; } 2>/dev/null) || continue
         case "$cmd" in
             *wsbridge\ *"-h $RUN/logs/deadband.db "*) echo "${d#/proc/}" ;;
         esac
