@@ -30,8 +30,9 @@ public:
     bool is_open() const { return m_db != nullptr; }
     sqlite3* raw() const { return m_db; }
 
-    // Cached prepared statement for `sql` (reset and unbound), or null on a
-    // prepare error (the code goes to *rc when given).
+    // Cached prepared statement for `sql`, or null on a prepare error (the
+    // code goes to *rc when given). `sql` must be a string literal: the cache
+    // is keyed by its address. Callers reset it after use (StmtGuard).
     sqlite3_stmt* stmt(const char* sql, int* rc = nullptr);
     // Runs statements without results; returns a SQLite code.
     int exec(const char* sql);
