@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -57,7 +58,7 @@ std::string sibling(const std::string& cfgPath, const char* lowerExt, bool other
     if (otherCase) upper = !upper;
     std::string ext = lowerExt;
     if (upper)
-        for (char& c : ext) c = char(c - 32);
+        for (char& c : ext) c = char(std::toupper(static_cast<unsigned char>(c)));
     return stem + ext;
 }
 
