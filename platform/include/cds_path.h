@@ -69,7 +69,8 @@ public:
 
     // Drops the last component and returns it: "/A/B/Value" becomes "/A/B"
     // and gives "Value"; a sub-attribute is dropped with its leaf. The root
-    // stays "/" and gives "".
+    // stays "/" and gives "". After CCds::get_leaf the resolved leaf is the
+    // last component ("/A/B" read as its Value leaf gives "Value").
     tk_string LopLastSubpath();
 
     // "/Meters/M1/Volts" <-> "Meters.M1.Volts". In names '%', '.' and ':' are

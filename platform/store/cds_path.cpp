@@ -73,10 +73,12 @@ CPath CPath::getNewPath(const char* sub) const {
     return p;
 }
 
+// After a read the path's parts are the store's resolution ("/A/B" read as
+// its Value leaf gives "Value"); before it they are the syntactic ones.
 tk_string CPath::LopLastSubpath() {
     bool keep = m_keepText;
     m_keepText = false;
-    if (normalize() != 0) {
+    if (!m_valid && normalize() != 0) {
         m_keepText = keep;
         return "";
     }

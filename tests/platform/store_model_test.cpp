@@ -116,6 +116,30 @@ TEST_F(ResolveTest, ReadRules) {
     }
 }
 
+TEST_F(ResolveTest, LoppingUsesTheResolvedLeaf) {
+    struct Case {
+        const char* path, *last, *rest;
+    } cases[] = {{"/P", "Value", "/P"},
+                 {"/P/Value:.Time", "Value", "/P"},
+                 {"/P:Units", "Units", "/P"},
+                 {"/P/Sub", "Value", "/P/Sub"}};
+    for (const Case& c : cases) {
+        CPath p(c.path);
+        p.normalize();
+        api_status_t st;
+        CElement v;
+        element_property_t prop;
+        cds.get_leaf(p, st, v, prop);
+        ASSERT_TRUE(st.ok()) << c.path;
+        CPath copy(p);
+        EXPECT_EQ(copy.LopLastSubpath(), c.last) << c.path;
+        EXPECT_EQ(copy.str(), c.rest) << c.path;
+    }
+    CPath unread("/P");
+    unread.normalize();
+    EXPECT_EQ(unread.LopLastSubpath(), "P");  // not read: the syntactic parts
+}
+
 TEST_F(ResolveTest, ComputedListsAreAutomaticText) {
     CElement v;
     api_status_t st;
