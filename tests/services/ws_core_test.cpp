@@ -19,6 +19,7 @@ const ReadRow kReadRows[] = {
     {"multistate through Value", "/Meters/Breaker/Value", nullptr, "Closed"},
     {"multistate ignores canonical", "/Meters/Breaker/Value", "canonical", "Closed"},
     {"multistate not through Value", "/Meters/Breaker", nullptr, "1"},
+    {"multistate through :Value", "/Meters/Breaker:Value", nullptr, "Closed"},
     {"boolean state text", "/Meters/Input/Value", nullptr, "On"},
     {"boolean canonical", "/Meters/Input/Value", "canonical", "true"},
     {"boolean canonical=false is lenient", "/Meters/Input/Value", "canonical=0", "true"},

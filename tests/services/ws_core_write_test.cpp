@@ -135,6 +135,7 @@ struct WriteRow {
 const WriteRow kSetValueRows[] = {
     {"real", "/Meters/M1/Value", "231.25", nullptr, "231.25", "231.25"},
     {"real in stored form", "/Meters/M1/Value", "2.50e1", nullptr, "25", "25"},
+    {"node path writes its Value", "/Meters/M1", "7.5", nullptr, "7.5", "7.5"},
     {"real not a number", "/Meters/M1/Value", "abc", nullptr,
      "? 12 Bad Value Format : Could not transform abc", "230.5"},
     {"real too large", "/Meters/M1/Value", "1e400", nullptr,
