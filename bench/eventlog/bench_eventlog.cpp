@@ -80,7 +80,7 @@ double median(F&& f) {
 // The rows of the page, every column read, as a client of SQLite would.
 int rawQuery(const std::string& file) {
     sqlite3* db = nullptr;
-    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
     sqlite3_stmt* st = nullptr;
     sqlite3_prepare_v2(db,
                        "SELECT seq,t,type,path,vtype,value,vstamp,vtime,otype,ovalue,qual,descr,"

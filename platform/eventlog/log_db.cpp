@@ -129,8 +129,11 @@ dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_
         out.code = API_NOT_FOUND;
         return nullptr;
     }
-    int flags = settings.writer ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)
-                                : SQLITE_OPEN_READONLY;
+    // A connection is only ever used by the thread that opened it, so
+    // SQLite's per-call mutex is not needed.
+    int flags = (settings.writer ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)
+                                 : SQLITE_OPEN_READONLY) |
+                SQLITE_OPEN_NOMUTEX;
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(location.c_str(), &db, flags, nullptr);
     int st = statusFromSqlite(rc);
