@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <type_traits>
 
 #include "comtrade_internal.h"
@@ -18,6 +19,15 @@ namespace toolkit {
 namespace {
 
 const float kMissing = std::numeric_limits<float>::quiet_NaN();
+
+// a*x+b can leave the float range; converting such a double is undefined,
+// so it saturates to an infinity instead.
+inline float toFloat(double v) {
+    const double top = double(std::numeric_limits<float>::max());
+    if (v > top) return std::numeric_limits<float>::infinity();
+    if (v < -top) return -std::numeric_limits<float>::infinity();
+    return float(v);
+}
 
 // Binary fields are little-endian whatever the host.
 inline uint32_t le32(const char* p) {
@@ -104,15 +114,15 @@ struct SampleDecoder {
             float v;
             if (std::is_same<Raw, int16_t>::value) {
                 uint16_t u = le16(p);
-                v = (u == 0x8000 && int16Missing) ? kMissing : float(ch.a * int16_t(u) + ch.b);
+                v = (u == 0x8000 && int16Missing) ? kMissing : toFloat(ch.a * int16_t(u) + ch.b);
             } else if (std::is_same<Raw, int32_t>::value) {
                 uint32_t u = le32(p);
-                v = u == 0x80000000u ? kMissing : float(ch.a * int32_t(u) + ch.b);
+                v = u == 0x80000000u ? kMissing : toFloat(ch.a * int32_t(u) + ch.b);
             } else {
                 uint32_t u = le32(p);
                 float f;
                 std::memcpy(&f, &u, 4);
-                v = float(ch.a * f + ch.b);
+                v = toFloat(ch.a * double(f) + ch.b);
             }
             out.m_analog[c][r] = v;
         }
@@ -144,7 +154,7 @@ struct SampleDecoder {
         if (!analogOnly) out.m_times[r] = v;
         for (size_t c = 0; c < cfg.analog.size(); ++c) {
             if (p == line.end || !asciiField(p, line.end, v, missing)) return CT_ERR_DATA;
-            out.m_analog[c][r] = missing ? kMissing : float(cfg.analog[c].a * v + cfg.analog[c].b);
+            out.m_analog[c][r] = missing ? kMissing : toFloat(cfg.analog[c].a * v + cfg.analog[c].b);
         }
         if (analogOnly) return CT_OK;
         for (size_t d = 0; d < cfg.digital.size(); ++d) {
@@ -156,6 +166,10 @@ struct SampleDecoder {
 
     int ascii(const char* bytes, size_t size) {
         size_t count = size_t(cfg.numberSamples), lines = 0, pos = 0;
+        // A line holds at least its commas and a line end: a count the
+        // bytes cannot hold is refused before anything is allocated.
+        size_t minLine = cfg.analog.size() + cfg.digital.size() + 2;
+        if (count > size / minLine) return CT_ERR_DATA;
         LineSpan line;
         while (lines < count && nextLine(bytes, size, pos, line)) ++lines;
         if (lines < count) return CT_ERR_DATA;
@@ -195,11 +209,17 @@ int CWaveSampleData::fillData(const CWaveDataHandle* data, bool analogOnly) {
     if (cfg.numberSamples < 0) return CT_ERR_DATA;
     SampleDecoder dec{*this, cfg, analogOnly};
     int st;
-    switch (cfg.format) {
-    case WaveDataFormat::Ascii: st = dec.ascii(data->bytes, data->size); break;
-    case WaveDataFormat::Binary: st = dec.binary<int16_t>(data->bytes, data->size); break;
-    case WaveDataFormat::Binary32: st = dec.binary<int32_t>(data->bytes, data->size); break;
-    default: st = dec.binary<float>(data->bytes, data->size); break;
+    // The platform never throws into its callers: running out of memory on
+    // a large record is a data error like any other.
+    try {
+        switch (cfg.format) {
+        case WaveDataFormat::Ascii: st = dec.ascii(data->bytes, data->size); break;
+        case WaveDataFormat::Binary: st = dec.binary<int16_t>(data->bytes, data->size); break;
+        case WaveDataFormat::Binary32: st = dec.binary<int32_t>(data->bytes, data->size); break;
+        default: st = dec.binary<float>(data->bytes, data->size); break;
+        }
+    } catch (const std::bad_alloc&) {
+        st = CT_ERR_DATA;
     }
     if (st != CT_OK) {
         *this = CWaveSampleData();
@@ -245,7 +265,8 @@ bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size,
     bool missing;
     while (n < count && nextLine(bytes, size, pos, line)) {
         const char* p = line.begin;
-        if (!asciiField(p, line.end, v, missing) || !asciiField(p, line.end, v, missing) || missing)
+        if (!asciiField(p, line.end, v, missing) || !asciiField(p, line.end, v, missing) || missing ||
+            std::fabs(v) > 9e18)
             return false;
         if (n == 0) first = int64_t(v);
         last = int64_t(v);
@@ -275,7 +296,8 @@ int indexAtOffset(const CWaveConfigData& cfg, double offsetMicros) {
         }
     }
     double rounded = std::floor(idx + 0.5);
-    return rounded >= double(n - 1) ? int(std::min<int64_t>(n - 1, INT32_MAX)) : int(rounded);
+    double top = double(std::min<int64_t>(n - 1, INT32_MAX));
+    return rounded >= top ? int(top) : int(rounded);
 }
 
 }  // namespace ct

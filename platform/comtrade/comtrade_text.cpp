@@ -63,7 +63,7 @@ bool toDouble(const std::string& s, double& out) {
     char* end = nullptr;
     errno = 0;
     double v = std::strtod(t.c_str(), &end);
-    if (end != t.c_str() + t.size() || errno == ERANGE || std::isnan(v)) return false;
+    if (end != t.c_str() + t.size() || errno == ERANGE || !std::isfinite(v)) return false;
     out = v;
     return true;
 }

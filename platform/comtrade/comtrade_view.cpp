@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "comtrade_internal.h"
 #include "comtrade_text.h"
@@ -108,16 +109,20 @@ int CComtradeView::initialize(const std::string& path) {
     m_data = CWaveDataHandle();
     m_configStatus = CT_ERR_NOT_LOADED;
     std::string ext = path.size() >= 4 ? path.substr(path.size() - 4) : "";
-    int st;
-    if (ct::equalsNoCase(ext, ".cff")) st = loadSingleFile(path);
-    else if (ct::equalsNoCase(ext, ".cfg")) st = loadRecordSet(path);
-    else st = CT_ERR_IO;
-    if (st != CT_OK) {
-        if (m_error.empty()) m_error = "cannot read " + path;
-        return st;
+    int st = CT_ERR_IO;
+    // Nothing is thrown to the caller: a record too large for the memory
+    // left is an unreadable record.
+    try {
+        if (ct::equalsNoCase(ext, ".cff")) st = loadSingleFile(path);
+        else if (ct::equalsNoCase(ext, ".cfg")) st = loadRecordSet(path);
+        if (st == CT_OK) finish();
+    } catch (const std::bad_alloc&) {
+        st = CT_ERR_IO;
+        m_dataLoaded = m_headerLoaded = false;
+        m_configStatus = CT_ERR_NOT_LOADED;
     }
-    finish();
-    return CT_OK;
+    if (st != CT_OK && m_error.empty()) m_error = "cannot read " + path;
+    return st;
 }
 
 int CComtradeView::loadRecordSet(const std::string& path) {
