@@ -53,10 +53,12 @@ void ServiceStore::SetUp()
     leaf("/Meters/Breaker/PossibleValues", CElement::from_string("Open;Closed;Tripped"));
     leaf("/Meters/Breaker/Value", CElement::from_uint(1));
     leaf("/Meters/Breaker/Writable", CElement::from_bool(true));
+    leaf("/Meters/Breaker/Previous", CElement::from_uint(2));
 
     leaf("/Meters/Input/Value", CElement::from_bool(true));
     leaf("/Meters/Input/PossibleValues", CElement::from_string("Off;On"));
     leaf("/Meters/Input/Writable", CElement::from_bool(true));
+    leaf("/Meters/Input/Default", CElement::from_bool(false));
 
     leaf("/Meters/Text/Value", CElement::from_string("12.5"));
     leaf("/Meters/Text/Writable", CElement::from_bool(true));
