@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 
@@ -274,4 +275,27 @@ TEST_F(StoreTest, BatchReadSeesOneSnapshot) {
     close(started[0]);
     EXPECT_EQ(reap(writer), 0);
     EXPECT_EQ(mismatches, 0);
+}
+
+// Several processes meet a store file that does not exist yet: one creates
+// the schema, the others wait for it; every node arrives.
+TEST(StoreFiles, ProcessesCreateTheStoreTogether) {
+    TempDir dir;
+    const std::string file = dir.file("new.db");
+    std::vector<pid_t> kids;
+    for (int i = 0; i < 4; ++i)
+        kids.push_back(spawn([&file, i] {
+            toolkit::CCds cds(file);
+            if (!cds.is_initialized()) return 1;
+            api_status_t st;
+            cds.add_node("/N" + std::to_string(i), st, "t");
+            return st.ok() ? 0 : 10 + st.code;
+        }));
+    for (pid_t k : kids) EXPECT_EQ(reap(k), 0);
+    toolkit::CCds cds(file);
+    std::vector<tk_string> names;
+    api_status_t st;
+    cds.get_children("/", names, st);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<tk_string>{"N0", "N1", "N2", "N3"}));
 }
