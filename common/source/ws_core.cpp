@@ -33,11 +33,14 @@ global_data_t* processRecord(struct soap* soap)
 void applyStateTexts(CCds& cds, const service_options_t* options, const CPath& path,
                      const CElement& element, bool& multistate, tk_string& Reply)
 {
+    // Only booleans and integers have state texts; testing the type first
+    // spares the path copy for every other value.
+    const data_type_t type = element.type();
+    if (type != DATA_TYPE_BOOL && type != DATA_TYPE_INT && type != DATA_TYPE_UINT) return;
     CPath node(path);
     tk_string last = node.LopLastSubpath();
     if (last != "Value" && last != ".AlarmOnValue") return;
 
-    data_type_t type = element.type();
     if (type == DATA_TYPE_INT || type == DATA_TYPE_UINT) {
         CCds_Multistate states(cds);
         tk_string stateSet;
