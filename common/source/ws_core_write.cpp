@@ -107,6 +107,39 @@ data_type_t inferNewLeafType(CCds& cds, const CPath& path, const tk_string& attr
     return type == DATA_TYPE_NONE ? DATA_TYPE_STRING : type;
 }
 
+// Steps of a write that turn the text into the stored type: the node's state
+// texts for booleans and integers written through "Value" or ".AlarmOnValue",
+// otherwise the strict parse (text leaves take the text as it is). Returns
+// false with the error text in Reply.
+bool convertWriteValue(const WriteContext& ctx, const CPath& cpath, const tk_string& attribute,
+                       data_type_t type, const tk_string& value, CElement& element,
+                       bool& matchedState, tk_string& Reply)
+{
+    matchedState = false;
+    if (type >= DATA_TYPE_BOOL && type <= DATA_TYPE_UINT &&
+        (attribute == "Value" || attribute == ".AlarmOnValue")) {
+        CCds_Multistate states(ctx.cds);
+        bool found = false;
+        CElement stateValue;
+        matchedState = states.StringToMultiValue(cpath.str(), type, value, stateValue, found);
+        if (!matchedState && found) {
+            // The node has state texts and this is none of them: an error,
+            // not a reason to parse the text as a number.
+            const char* detail = ctx.batch && type == DATA_TYPE_BOOL
+                                     ? "Cannot find bool match to write"
+                                     : "Cannot find PossibleValue match to write";
+            BnwsErrMsg(WS_BAD_VALUE_FORMAT, detail, Reply, ctx.options);
+            return false;
+        }
+        if (matchedState) element = CElement(stateValue, nowStamp());
+    }
+    if (matchedState || type == DATA_TYPE_STRING) return true;
+    tk_string converted;
+    if (dsv_StrictConvertType(element, type, converted, ctx.options) == 0) return true;
+    Reply = converted;
+    return false;
+}
+
 }  // namespace
 
 data_type_t GetDataTypeFromName(const tk_string& name)
@@ -284,28 +317,8 @@ LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path
     if (type == DATA_TYPE_NONE) type = inferNewLeafType(ctx.cds, cpath, attribute);
 
     bool matchedState = false;
-    if (type >= DATA_TYPE_BOOL && type <= DATA_TYPE_UINT &&
-        (attribute == "Value" || attribute == ".AlarmOnValue")) {
-        CCds_Multistate states(ctx.cds);
-        bool found = false;
-        CElement stateValue;
-        matchedState = states.StringToMultiValue(cpath.str(), type, value, stateValue, found);
-        if (!matchedState && found) {
-            const char* detail = ctx.batch && type == DATA_TYPE_BOOL
-                                     ? "Cannot find bool match to write"
-                                     : "Cannot find PossibleValue match to write";
-            BnwsErrMsg(WS_BAD_VALUE_FORMAT, detail, Reply, options);
-            return LEAF_WRITE_FAILED;
-        }
-        if (matchedState) element = CElement(stateValue, nowStamp());
-    }
-    if (!matchedState && type != DATA_TYPE_STRING) {
-        tk_string converted;
-        if (dsv_StrictConvertType(element, type, converted, options) != 0) {
-            Reply = converted;
-            return LEAF_WRITE_FAILED;
-        }
-    }
+    if (!convertWriteValue(ctx, cpath, attribute, type, value, element, matchedState, Reply))
+        return LEAF_WRITE_FAILED;
     if (ctx.testMode && attribute == "ValueType") {
         // The node's values are converted to the new type, but the ValueType
         // leaf itself is not written and the reply stays empty: the value
