@@ -97,7 +97,8 @@ struct SampleDecoder {
 
     void allocate(size_t count) {
         out.m_count = count;
-        out.m_analog.assign(cfg.analog.size(), std::vector<float>(count));
+        bool lazy = analogOnly && cfg.format != WaveDataFormat::Ascii;
+        out.m_analog.assign(cfg.analog.size(), lazy ? std::vector<float>() : std::vector<float>(count));
         for (const auto& ch : cfg.analog) out.m_analogNames.push_back(ch.name);
         if (analogOnly) return;
         out.m_digital.assign(cfg.digital.size(), std::vector<uint8_t>(count));
@@ -105,39 +106,21 @@ struct SampleDecoder {
         out.m_times.assign(count, 0.0);
     }
 
-    template <typename Raw>
-    void binaryAnalog(const char* rec, size_t r, size_t width) {
-        const bool int16Missing = cfg.revision >= 1999;
-        for (size_t c = 0; c < cfg.analog.size(); ++c) {
-            const char* p = rec + 8 + c * width;
-            const auto& ch = cfg.analog[c];
-            float v;
-            if (std::is_same<Raw, int16_t>::value) {
-                uint16_t u = le16(p);
-                v = (u == 0x8000 && int16Missing) ? kMissing : toFloat(ch.a * int16_t(u) + ch.b);
-            } else if (std::is_same<Raw, int32_t>::value) {
-                uint32_t u = le32(p);
-                v = u == 0x80000000u ? kMissing : toFloat(ch.a * int32_t(u) + ch.b);
-            } else {
-                uint32_t u = le32(p);
-                float f;
-                std::memcpy(&f, &u, 4);
-                v = toFloat(ch.a * double(f) + ch.b);
-            }
-            out.m_analog[c][r] = v;
-        }
-    }
-
-    template <typename Raw>
     int binary(const char* bytes, size_t size) {
         size_t rec = ct::binaryRecordSize(cfg), count = size_t(cfg.numberSamples);
         if (rec == 0 || count > size / rec) return CT_ERR_DATA;
         allocate(count);
-        size_t width = analogWidth(cfg.format), words = 8 + cfg.analog.size() * width;
+        if (analogOnly) {
+            // Columns are decoded on first look-up: a client asks for one
+            // channel of many, and the bytes stay in the view meanwhile.
+            out.m_bytes = bytes;
+            out.m_cfg = &cfg;
+            return CT_OK;
+        }
+        for (size_t c = 0; c < cfg.analog.size(); ++c) ct::decodeColumn(cfg, bytes, count, c, out.m_analog[c]);
+        size_t words = 8 + cfg.analog.size() * analogWidth(cfg.format);
         for (size_t r = 0; r < count; ++r) {
             const char* p = bytes + r * rec;
-            binaryAnalog<Raw>(p, r, width);
-            if (analogOnly) continue;
             for (size_t d = 0; d < cfg.digital.size(); ++d)
                 out.m_digital[d][r] = uint8_t((le16(p + words + 2 * (d / 16)) >> (d % 16)) & 1);
             out.m_times[r] = double(le32(p + 4));
@@ -214,9 +197,7 @@ int CWaveSampleData::fillData(const CWaveDataHandle* data, bool analogOnly) {
     try {
         switch (cfg.format) {
         case WaveDataFormat::Ascii: st = dec.ascii(data->bytes, data->size); break;
-        case WaveDataFormat::Binary: st = dec.binary<int16_t>(data->bytes, data->size); break;
-        case WaveDataFormat::Binary32: st = dec.binary<int32_t>(data->bytes, data->size); break;
-        default: st = dec.binary<float>(data->bytes, data->size); break;
+        default: st = dec.binary(data->bytes, data->size); break;
         }
     } catch (const std::bad_alloc&) {
         st = CT_ERR_DATA;
@@ -230,8 +211,17 @@ int CWaveSampleData::fillData(const CWaveDataHandle* data, bool analogOnly) {
 }
 
 const std::vector<float>* CWaveSampleData::analog(const std::string& name) const {
-    for (size_t i = 0; i < m_analogNames.size(); ++i)
-        if (m_analogNames[i] == name) return &m_analog[i];
+    for (size_t i = 0; i < m_analogNames.size(); ++i) {
+        if (m_analogNames[i] != name) continue;
+        if (m_bytes != nullptr && m_analog[i].size() != m_count) {
+            try {
+                ct::decodeColumn(*m_cfg, m_bytes, m_count, i, m_analog[i]);
+            } catch (const std::bad_alloc&) {
+                return nullptr;
+            }
+        }
+        return &m_analog[i];
+    }
     return nullptr;
 }
 
@@ -242,6 +232,44 @@ const std::vector<uint8_t>* CWaveSampleData::digital(const std::string& name) co
 }
 
 namespace ct {
+
+namespace {
+
+template <typename Raw>
+void column(const CWaveConfigData& cfg, const char* p, size_t rec, size_t count, size_t c,
+            float* out) {
+    const auto& ch = cfg.analog[c];
+    const double a = ch.a, b = ch.b;
+    const bool int16Missing = cfg.revision >= 1999;
+    for (size_t r = 0; r < count; ++r, p += rec) {
+        if (std::is_same<Raw, int16_t>::value) {
+            uint16_t u = le16(p);
+            out[r] = (u == 0x8000 && int16Missing) ? kMissing : toFloat(a * int16_t(u) + b);
+        } else if (std::is_same<Raw, int32_t>::value) {
+            uint32_t u = le32(p);
+            out[r] = u == 0x80000000u ? kMissing : toFloat(a * int32_t(u) + b);
+        } else {
+            uint32_t u = le32(p);
+            float f;
+            std::memcpy(&f, &u, 4);
+            out[r] = toFloat(a * double(f) + b);
+        }
+    }
+}
+
+}  // namespace
+
+void decodeColumn(const CWaveConfigData& cfg, const char* bytes, size_t count, size_t c,
+                  std::vector<float>& out) {
+    size_t rec = binaryRecordSize(cfg), width = analogWidth(cfg.format);
+    out.resize(count);
+    const char* first = bytes + 8 + c * width;
+    switch (cfg.format) {
+    case WaveDataFormat::Binary: column<int16_t>(cfg, first, rec, count, c, out.data()); break;
+    case WaveDataFormat::Binary32: column<int32_t>(cfg, first, rec, count, c, out.data()); break;
+    default: column<float>(cfg, first, rec, count, c, out.data()); break;
+    }
+}
 
 size_t binaryRecordSize(const CWaveConfigData& cfg) {
     if (cfg.format == WaveDataFormat::Ascii) return 0;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "comtrade.h"
 
@@ -18,6 +19,11 @@ int parseConfig(const char* text, size_t size, CWaveConfigData& out, std::string
 // Bytes of one binary data record (number, time stamp, analog values, status
 // words); 0 for ASCII.
 size_t binaryRecordSize(const CWaveConfigData& cfg);
+
+// Decodes analog channel `c` of `count` binary records into `out` (resized).
+// The caller has checked that the bytes hold `count` records.
+void decodeColumn(const CWaveConfigData& cfg, const char* bytes, size_t count, size_t c,
+                  std::vector<float>& out);
 
 // First and last time stamps of the data (raw units), for nrates = 0.
 // False when the data holds fewer than two readable records.

@@ -117,10 +117,14 @@ public:
     // Decodes every analog channel (and, unless analogOnly, the status
     // channels and sample times). 0 on success; CT_ERR_DATA when the data
     // holds fewer samples than the configuration's count or is malformed.
-    // Never allocates more than the data's size can fill.
+    // Never allocates more than the data's size can fill. With analogOnly
+    // and binary data the sizes are checked here but a channel is decoded
+    // at its first analog() look-up, from the view's bytes: the view must
+    // then outlive this object.
     int fillData(const CWaveDataHandle* data, bool analogOnly);
 
     // First analog channel named exactly `name`; null when there is none.
+    // Not thread-safe (it may decode the channel on first use).
     const std::vector<float>* analog(const std::string& name) const;
     // First status channel named exactly `name` (0/1 per sample); null when
     // there is none or fillData ran with analogOnly.
@@ -134,7 +138,9 @@ private:
     friend struct SampleDecoder;
     size_t m_count = 0;
     std::vector<std::string> m_analogNames, m_digitalNames;
-    std::vector<std::vector<float>> m_analog;
+    mutable std::vector<std::vector<float>> m_analog;
+    const char* m_bytes = nullptr;             // set while columns wait to be decoded
+    const CWaveConfigData* m_cfg = nullptr;
     std::vector<std::vector<uint8_t>> m_digital;
     std::vector<double> m_times;
 };
