@@ -321,6 +321,23 @@ TEST_F(SetLeafStoreTest, ValueTypeRewriteConvertsValuesButNotTheTypeLeaf)
     EXPECT_EQ(stored("/Meters/Count/Value").type(), DATA_TYPE_INT);
 }
 
+TEST_F(SetLeafStoreTest, ValueTypeRewriteToMultistateUsesStateTexts)
+{
+    actAs("admin");
+    // The state texts come from the node's own multistate definition, which
+    // the rewrite leaves as it is; it repairs a Value held as text.
+    leaf("/Meters/Text/ValueType", CElement::from_string("Multistate"));
+    leaf("/Meters/Text/PossibleValues", CElement::from_string("Open;Closed;Tripped"));
+    leaf("/Meters/Text/Value", CElement::from_string("Tripped"));
+    leaf("/Meters/Text/.AlarmOnValue", CElement::from_string("Stuck"));
+    EXPECT_EQ(setLeaf("/Meters/Text/ValueType", "multistate"), "");
+    CElement value = stored("/Meters/Text/Value");
+    EXPECT_EQ(value.type(), DATA_TYPE_UINT);
+    EXPECT_EQ(value.to_uint(), 2u);
+    // A text that is none of the states is left alone.
+    EXPECT_EQ(stored("/Meters/Text/.AlarmOnValue").to_string(), "Stuck");
+}
+
 TEST_F(SetLeafStoreTest, ValueTypeRewriteThatCannotConvertKeepsTheValue)
 {
     actAs("admin");
