@@ -4,6 +4,7 @@
 // Grammar: "/" or one or more "/name" components, optionally followed by
 // ":name". A name is one or more bytes other than '/', ':' and control
 // characters, and is neither "." nor "..". A single trailing "/" is dropped.
+// A path longer than 4096 bytes is malformed.
 //
 // "/A/B/Value" and "/A/B:Value" both name the Value leaf of node /A/B. A
 // colon suffix after a leaf path ("/A/B/Value:.Time") is a sub-attribute of

@@ -17,11 +17,14 @@ static bool valid_name(const std::string& s, size_t b, size_t e) {
 
 bool parse(const std::string& textIn, Parsed& out) {
     out = Parsed();
-    if (textIn.empty() || textIn[0] != '/') return false;
+    // The store indexes every node by its whole path: a bound on the length
+    // keeps one request from filling it with megabytes of ancestors.
+    if (textIn.empty() || textIn[0] != '/' || textIn.size() > kMaxPathLength + 1) return false;
     size_t end = textIn.size();
     if (end > 1 && textIn[end - 1] == '/') {  // one trailing '/' is dropped
         if (--end == 1) return false;           // but "//" is not "/"
     }
+    if (end > kMaxPathLength) return false;
     const std::string text = textIn.substr(0, end);
     size_t colon = text.find(':');
     size_t headEnd = colon == std::string::npos ? text.size() : colon;

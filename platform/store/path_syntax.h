@@ -1,9 +1,13 @@
 // Syntax of data-store paths, shared by CPath and the store. Internal.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace path_syntax {
+
+// Longest path accepted, in bytes (a trailing '/' not counted).
+const size_t kMaxPathLength = 4096;
 
 struct Parsed {
     std::string head;    // the "/"-components part ("/A/B/C"; "/" for the root)

@@ -207,17 +207,34 @@ static int insert_node(dsv_handle* h, int64_t parent, const std::string& path,
     return API_SUCCESS;
 }
 
+// Iterative on purpose: a client may send a path with thousands of
+// components, which must not cost a stack frame each.
 int create_node(dsv_handle* h, const std::string& path, int64_t& id) {
     int st = node_id(h, path, id);
     if (st == API_SUCCESS) return API_EXISTS;
     if (st != API_NOT_FOUND) return st;
     path_syntax::Parsed p;
     if (!path_syntax::parse(path, p) || p.colon) return API_BAD_PATH;
+    std::vector<std::string> missing(1, p.head);  // nearest first
     int64_t parent = 0;
-    st = create_node(h, p.parent, parent);
-    if (st != API_SUCCESS && st != API_EXISTS) return st;
-    if (leaf_exists(h, parent, p.last) == API_SUCCESS) return API_NOT_PERMITTED;
-    return insert_node(h, parent, p.head, p.last, id);
+    for (std::string cur = p.parent;;) {
+        st = node_id(h, cur, parent);
+        if (st == API_SUCCESS) break;
+        if (st != API_NOT_FOUND) return st;
+        missing.push_back(cur);
+        size_t slash = cur.rfind('/');
+        cur = slash == 0 ? "/" : cur.substr(0, slash);
+    }
+    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+        std::string name = it->substr(it->rfind('/') + 1);
+        st = leaf_exists(h, parent, name);
+        if (st == API_SUCCESS) return API_NOT_PERMITTED;  // a leaf holds the name
+        if (st != API_NOT_FOUND) return st;
+        st = insert_node(h, parent, *it, name, parent);
+        if (st != API_SUCCESS) return st;
+    }
+    id = parent;
+    return API_SUCCESS;
 }
 
 static int names(dsv_handle* h, const char* sql, int64_t nodeId, std::vector<std::string>& out) {

@@ -224,6 +224,25 @@ TEST_F(ResolveTest, ClearLeafAndRemoveNode) {
     EXPECT_EQ(st.code, API_BAD_PATH);
 }
 
+TEST_F(StoreTest, DeepAndLongPaths) {
+    std::string deep;
+    while (deep.size() < 4096) deep += "/d";  // 2,048 levels, the longest path
+    api_status_t st;
+    cds.add_node(deep, st, "t");
+    ASSERT_TRUE(st.ok()) << st.text();
+    cds.set_leaf(deep + ":Value", CElement::from_int(5), st, DSV_TRI_UNSET, "t");
+    EXPECT_EQ(st.code, API_BAD_PATH);  // ":Value" goes beyond the limit
+    EXPECT_EQ(get(deep), API_NOT_FOUND);
+    EXPECT_EQ(get(deep + "/Value"), API_BAD_PATH);
+    put(deep.substr(0, 4000) + "/Value", CElement::from_int(6));
+    EXPECT_EQ(text(deep.substr(0, 4000)), "6");
+    cds.add_node(deep + "/x", st, "t");
+    EXPECT_EQ(st.code, API_BAD_PATH);
+    cds.remove_node("/d", st, "t");
+    EXPECT_TRUE(st.ok());
+    EXPECT_EQ(text("/:Children"), "");
+}
+
 TEST_F(StoreTest, PersistenceArgumentAndProperties) {
     mk("/N");
     struct Step {
