@@ -46,13 +46,8 @@ int resolve_write(dsv_handle* h, const Parsed& p, Target& t) {
 
 int write_one(dsv_handle* h, const std::string& path, const CElement& value,
               dsv_tribool_t persist, const std::string& source) {
-    Parsed p;
-    if (!path_syntax::parse(path, p)) return API_BAD_PATH;
-    Target t;
-    int st = resolve_write(h, p, t);
-    if (st != API_SUCCESS) return st;
     int property = persist == DSV_TRI_TRUE ? ELEMENT_PERSISTENT : -1;
-    return cds_store::write_leaf(h, t.nodeId, t.node, t.name, value, property, source);
+    return cds_store::write_path(h, path, value, property, source);
 }
 
 // Runs `body` in one write transaction and fills `status`; 0 on success.
@@ -125,6 +120,25 @@ int delete_subtree(dsv_handle* h, const std::string& path) {
 }
 
 }  // namespace
+
+namespace cds_store {
+
+int write_path(dsv_handle* h, const std::string& path, const CElement& value, int property,
+               const std::string& source) {
+    Parsed p;
+    if (!path_syntax::parse(path, p)) return API_BAD_PATH;
+    Target t;
+    int st = resolve_write(h, p, t);
+    if (st != API_SUCCESS) return st;
+    return write_leaf(h, t.nodeId, t.node, t.name, value, property, source);
+}
+
+int write_path_now(dsv_handle* h, const std::string& path, const CElement& value, int property,
+                   const std::string& source, api_status_t& status) {
+    return in_write(h, status, [&] { return write_path(h, path, value, property, source); });
+}
+
+}  // namespace cds_store
 
 namespace toolkit {
 

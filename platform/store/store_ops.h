@@ -70,6 +70,13 @@ struct LeafRecord {
 };
 // Every leaf of a node in creation order.
 int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out);
+// Writes the leaf a path names, by the write rules of CCds::set_leaf, with
+// `property` as in write_leaf. write_path_now runs it as its own transaction
+// and returns 0 on success.
+int write_path(dsv_handle* h, const std::string& path, const toolkit::CElement& value,
+               int property, const std::string& source);
+int write_path_now(dsv_handle* h, const std::string& path, const toolkit::CElement& value,
+                   int property, const std::string& source, api_status_t& status);
 // Creates node `path` and its missing ancestors; 11 when it exists.
 int create_node(dsv_handle* h, const std::string& path, int64_t& id);
 int child_names(dsv_handle* h, int64_t nodeId, std::vector<std::string>& out);

@@ -100,6 +100,17 @@ TEST_F(CdsctlTest, ExitCodesAndMessages) {
     EXPECT_EQ(prop, ELEMENT_PERSISTENT);
     EXPECT_EQ(v.stamp().tv_sec, 1700000000);
     EXPECT_FALSE(cds.node_exists("/Z"));
+    // An explicit property replaces the leaf's; without one it is kept.
+    EXPECT_EQ(run({"set", "/A/v", "real", "3", "--property", "mpl"}).code, 0);
+    cds.get_leaf("/A/v", st, v, prop);
+    EXPECT_EQ(prop, ELEMENT_MPL);
+    EXPECT_EQ(run({"set", "/A/v", "real", "4"}).code, 0);
+    cds.get_leaf("/A/v", st, v, prop);
+    EXPECT_EQ(prop, ELEMENT_MPL);
+    EXPECT_EQ(v.to_string(), "4");
+    EXPECT_EQ(run({"set", "/A/new", "text", "x", "--property", "2"}).code, 0);
+    cds.get_leaf("/A/new", st, v, prop);
+    EXPECT_EQ(prop, ELEMENT_AUTOMATIC);
 }
 
 TEST_F(CdsctlTest, HelpAndMissingStore) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "cds_json.h"
+#include "cds_tools.h"
 
 using toolkit::CElement;
 
@@ -112,10 +113,8 @@ int cmd_set(toolkit::CCds& cds, const Args& a) {
         v.set_stamp(t.to_time());
     }
     api_status_t st;
-    dsv_tribool_t persist = prop == ELEMENT_PERSISTENT ? DSV_TRI_TRUE : DSV_TRI_UNSET;
-    cds.set_leaf(path, v, st, persist, "cdsctl");
-    if (st.ok() && !a.property.empty() && prop != ELEMENT_PERSISTENT)
-        cds.set_property(path, prop, st);
+    if (a.property.empty()) cds.set_leaf(path, v, st, DSV_TRI_UNSET, "cdsctl");
+    else cds_tools::set_leaf_with_property(cds.handle(), path, v, prop, "cdsctl", st);
     if (!st.ok()) return cdsctl_fail(path, st.text());
     return CDSCTL_OK;
 }
