@@ -2,6 +2,7 @@
 
     def test_something(gateway):           # one gateway per test module
         r = gateway.post(envelope(...))     # raw SOAP POST, basic auth as admin
+        r = gateway.post(body, user="viewer", tls=True)   # over TLS: HTTPS=on
         client = gateway.zeep("x.wsdl")     # zeep from the WSDL served by nginx
         client, svc = gateway.zeep_for("getDefaultLocale")
         assert "..." in gateway.stderr()    # wsbridge's standard error so far

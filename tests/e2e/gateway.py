@@ -4,6 +4,7 @@ the shipped deploy/nginx/wsbridge-locations.conf. See conftest.py for the
 fixtures and README-style notes on how to use them.
 """
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -110,6 +111,7 @@ class Gateway:
         self.store_json = store_json
         self.proc = None
         self.port = None
+        self.tls_port = None
         self.exit_code = None
         self._clients = {}
 
@@ -155,7 +157,31 @@ class Gateway:
         self.port = frontend.free_port()
         frontend.write_conf(self.nginx_prefix, self.port, self.socket,
                             self.bin.wsdl_dir, users)
+        self._add_tls_server(users)
         frontend.start(self.nginx_prefix, self.port)
+
+    def _add_tls_server(self, users):
+        """A second server over TLS (self-signed) with the same locations,
+        when openssl is there to make the certificate."""
+        if shutil.which("openssl") is None:
+            return
+        cert = os.path.join(self.dir, "tls.pem")
+        key = os.path.join(self.dir, "tls.key")
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                        "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2",
+                        "-subj", "/CN=127.0.0.1", "-keyout", key, "-out", cert],
+                       check=True, capture_output=True, timeout=60)
+        self.tls_port = frontend.free_port()
+        with open(os.path.join(self.nginx_prefix, "conf.d", "tls.conf"), "w") as f:
+            f.write("server {\n"
+                    "    listen 127.0.0.1:%d ssl;\n"
+                    "    ssl_certificate %s;\n"
+                    "    ssl_certificate_key %s;\n"
+                    "    set $wsbridge_wsdl_dir %s;\n"
+                    "    set $wsbridge_users %s;\n"
+                    "    include %s;\n"
+                    "}\n" % (self.tls_port, cert, key, self.bin.wsdl_dir, users,
+                              frontend.LOCATIONS))
 
     def alive(self):
         return self.proc is not None and self.proc.poll() is None
@@ -211,10 +237,15 @@ class Gateway:
     def wsdl_names(self):
         return sorted(n for n in os.listdir(self.bin.wsdl_dir) if n.endswith(".wsdl"))
 
+    @property
+    def tls_url(self):
+        """The endpoint over TLS (None without openssl); certificate not verified."""
+        return None if self.tls_port is None else "https://127.0.0.1:%d/wsbridge" % self.tls_port
+
     def post(self, body, soap12=False, user="admin", password=None, headers=None,
-             timeout=60):
-        """Raw POST of body (str or bytes) to /wsbridge; returns the
-        requests.Response. user=None sends no credentials."""
+             timeout=60, tls=False):
+        """Raw POST of body (str or bytes) to /wsbridge (over TLS with tls=True);
+        returns the requests.Response. user=None sends no credentials."""
         h = {"Content-Type": "application/soap+xml; charset=utf-8" if soap12
              else "text/xml; charset=utf-8"}
         if not soap12:
@@ -223,7 +254,9 @@ class Gateway:
         auth = None if user is None else (user, password or USERS[user])
         if isinstance(body, str):
             body = body.encode("utf-8")
-        return requests.post(self.url, data=body, headers=h, auth=auth, timeout=timeout)
+        url = self.tls_url if tls else self.url
+        return requests.post(url, data=body, headers=h, auth=auth, timeout=timeout,
+                             verify=False)
 
     def answers(self):
         """True when a raw getDefaultLocale request is answered with en-US."""

@@ -48,6 +48,25 @@ def test_each_user_is_registered_on_first_request(gateway):
         assert len(lines) == 1, err
 
 
+def test_tls_client_is_a_separate_https_connection(gateway):
+    """HTTPS=on reaches the gateway only over TLS: the same user and address
+    get a second connection whose id ends in "S"."""
+    if gateway.tls_url is None:
+        pytest.skip("openssl not installed")
+    import urllib3
+    urllib3.disable_warnings(urllib3.exceptions.InsecureRequestWarning)
+    for tls in (False, True, True):
+        r = gateway.post(locale_request(), user="operator", tls=tls)
+        assert r.status_code == 200 and "en-US" in r.text
+    ids = {}
+    for line in gateway.stderr().splitlines():
+        if line.startswith("New wsbridge connection ") and " for operator@" in line:
+            ids[line.split()[5]] = line.split()[3]
+    assert set(ids) == {"operator@http:127.0.0.1", "operator@https:127.0.0.1"}, ids
+    assert ids["operator@https:127.0.0.1"].endswith("S")
+    assert not ids["operator@http:127.0.0.1"].endswith("S")
+
+
 GHOST = "99"
 
 
