@@ -40,14 +40,18 @@ void ExplorerStore::SetUp() {
     leaf("/Meters/M1/Amps/Units", CElement::from_string("A"));
     leaf("/Meters/M1/Amps/Peak/Value", CElement::from_real(40.5));
     leaf("/Meters/M1/Amps/Peak/Units", CElement::from_string("A"));
-    leaf("/Meters/M1/Breaker/ValueType", CElement::from_string("Multistate"));
-    leaf("/Meters/M1/Breaker/PossibleValues", CElement::from_string("Open;Closed;Tripped"));
-    leaf("/Meters/M1/Breaker/Value", CElement::from_uint(1));
     leaf("/Meters/M1/Label/Value", CElement::from_string("xxabcxx"), DSV_TRI_TRUE);
     node("/Meters/M1/Empty");
     device("/Meters/M2", "Meter 2");
     leaf("/Meters/M2/Volts/Value", CElement::from_real(231));
     leaf("/Meters/M2/Volts/Units", CElement::from_string("V"));
+
+    // Points whose value text comes from their state texts.
+    leaf("/States/Breaker/ValueType", CElement::from_string("Multistate"));
+    leaf("/States/Breaker/PossibleValues", CElement::from_string("Open;Closed;Tripped"));
+    leaf("/States/Breaker/Value", CElement::from_uint(1));
+    leaf("/States/Switch/PossibleValues", CElement::from_string("Off;On"));
+    leaf("/States/Switch/Value", CElement::from_bool(true));
 
     // Readable by nobody: never part of a search result.
     leaf("/Software/Security/Secret/Value", CElement::from_string("xxabcxx"));

@@ -77,12 +77,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "? 9 Node Not Found : CDS access failed"},
         JoinRow{"AbsentBase", nullptr, "/Meters/M2/Volts/Value", "231"},
         JoinRow{"EmptyBase", "", "/Meters/M2/Volts/Units", "V"},
-        // A node path reads the node's Value leaf; state texts apply only
-        // when the path itself ends in "Value".
-        JoinRow{"NodePathReadsValue", "/Meters/M1/", "Breaker", "1"},
-        JoinRow{"MultistateValue", "/Meters/M1/Breaker", "/Value", "Closed"},
+        JoinRow{"NodePathReadsValue", "/Meters/M1/", "Volts", "230.5"},
+        JoinRow{"MultistateValue", "/States/Breaker", "/Value", "Closed"},
         JoinRow{"SourceAttribute", "/Meters/M1/Label", "/Value:.Source", "Persistent"},
-        JoinRow{"TypeAttribute", "/Meters/M1/Breaker", "/Value:.AttribType", "Multistate"},
+        JoinRow{"TypeAttribute", "/States/Breaker", "/Value:.AttribType", "Multistate"},
         // A path that does not parse is not read-authorised either.
         JoinRow{"MalformedPath", "/Meters//M1", "/Volts", "? 2 Not Authorized : Unauthorized read"},
         JoinRow{"UnknownAttribute", "/Meters/M1/Volts", "/Value:.Bogus",

@@ -1,6 +1,7 @@
 // findAttributeMatches: walk order, search semantics, attribute reads,
 // error-text filtering, invalid and pathological patterns.
 #include "explorer_store.h"
+#include "ws_core.h"
 
 using toolkit::CElement;
 using Matches = std::vector<std::pair<std::string, std::string>>;  // node, data
@@ -39,92 +40,68 @@ TEST_P(AttributeSearch, ReturnsMatchingNodesInPreOrder) {
 const char* const V = "/Meters/M1/Volts";
 const char* const A = "/Meters/M1/Amps";
 const char* const P = "/Meters/M1/Amps/Peak";
-const char* const B = "/Meters/M1/Breaker";
 const char* const L = "/Meters/M1/Label";
 const char* const V2 = "/Meters/M2/Volts";
 
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Rows, AttributeSearch,
     ::testing::Values(
         // An empty pattern returns every readable node; nodes without a
-        // value (/Meters, the devices, Empty) are left out. The multistate
-        // Breaker read through its node path gives its number.
-        SearchRow{"EverythingPreOrder",
-                  "/Meters",
-                  true,
-                  nullptr,
-                  "",
-                  nullptr,
-                  {{V, "230.5"}, {A, "12.25"}, {P, "40.5"}, {B, "1"}, {L, "xxabcxx"}, {V2, "231"}}},
-        SearchRow{"AbsentPatternMatchesAll",
-                  "/Meters/M1/Amps",
-                  true,
-                  nullptr,
-                  nullptr,
-                  nullptr,
+        // value (/Meters, the devices, Empty) are left out.
+        SearchRow{"EverythingPreOrder", "/Meters", true, nullptr, "", nullptr,
+                  {{V, "230.5"}, {A, "12.25"}, {P, "40.5"}, {L, "xxabcxx"}, {V2, "231"}}},
+        SearchRow{"AbsentPatternMatchesAll", "/Meters/M1/Amps", true, nullptr, nullptr, nullptr,
                   {{A, "12.25"}, {P, "40.5"}}},
-        SearchRow{"OneLevelOnly",
-                  "/Meters/M1",
-                  false,
-                  "",
-                  "",
-                  nullptr,
-                  {{V, "230.5"}, {A, "12.25"}, {B, "1"}, {L, "xxabcxx"}}},
+        SearchRow{"OneLevelOnly", "/Meters/M1", false, "", "", nullptr,
+                  {{V, "230.5"}, {A, "12.25"}, {L, "xxabcxx"}}},
         SearchRow{"OneLevelBelowValuelessNodes", "/Meters", false, "", "", nullptr, {}},
         SearchRow{"SearchNotWholeMatch", "/Meters", true, "", "abc", nullptr, {{L, "xxabcxx"}}},
         SearchRow{"AnchorsForWholeMatch", "/Meters", true, "", "^abc$", nullptr, {}},
-        SearchRow{"PerlClasses",
-                  "/Meters",
-                  true,
-                  "",
-                  "^\\d+\\.\\d+$",
-                  nullptr,
+        SearchRow{"PerlClasses", "/Meters", true, "", "^\\d+\\.\\d+$", nullptr,
                   {{V, "230.5"}, {A, "12.25"}, {P, "40.5"}}},
-        SearchRow{"CaseSensitive", "/Meters", true, "", "closed", nullptr, {}},
-        // A node is read as a value read of its path: the state text only
-        // applies when the last name read is "Value".
-        SearchRow{"NodePathGivesTheNumber", "/Meters", true, "", "^Closed$", nullptr, {}},
-        SearchRow{"ValueAttributeGivesTheStateText",
-                  "/Meters",
-                  true,
-                  "Value",
-                  "^Closed$",
-                  nullptr,
-                  {{B, "Closed"}}},
+        SearchRow{"CaseSensitive", "/Meters", true, "", "XXABC", nullptr, {}},
+        SearchRow{"StateTextThroughValueAttribute", "/States", true, "Value", "^Closed$",
+                  nullptr, {{"/States/Breaker", "Closed"}}},
         // The node is returned with the attribute's text, not the address.
         SearchRow{"AttributeText", "/Meters", true, "Units", "^A$", nullptr, {{A, "A"}, {P, "A"}}},
         SearchRow{"AttributeEmptyPattern", "/Meters/M2", true, "Units", "", nullptr, {{V2, "V"}}},
-        SearchRow{"StartingNodeFirst",
-                  "/Meters/M1/Amps",
-                  true,
-                  "",
-                  "\\.",
-                  nullptr,
+        SearchRow{"StartingNodeFirst", "/Meters/M1/Amps", true, "", "\\.", nullptr,
                   {{A, "12.25"}, {P, "40.5"}}},
-        SearchRow{"StartingNodeWithoutChildren",
-                  "/Meters/M1/Volts",
-                  true,
-                  "",
-                  "",
-                  nullptr,
+        SearchRow{"StartingNodeWithoutChildren", "/Meters/M1/Volts", true, "", "", nullptr,
                   {{V, "230.5"}}},
         // Protected nodes give error texts and never match.
-        SearchRow{
-            "WholeTreeSkipsProtectedNodes", "/", true, "", "xxabcxx", nullptr, {{L, "xxabcxx"}}},
+        SearchRow{"WholeTreeSkipsProtectedNodes", "/", true, "", "xxabcxx", nullptr,
+                  {{L, "xxabcxx"}}},
         // A text beginning with the error prefix is taken for an error.
-        SearchRow{"ErrorPrefixFiltersValues",
-                  "/Meters/M1",
-                  false,
-                  "",
-                  "",
-                  "errorPrefix=xx",
-                  {{V, "230.5"}, {A, "12.25"}, {B, "1"}}},
+        SearchRow{"ErrorPrefixFiltersValues", "/Meters/M1", false, "", "", "errorPrefix=xx",
+                  {{V, "230.5"}, {A, "12.25"}}},
         SearchRow{"InvalidPattern", "/Meters", true, "", "(", nullptr, {}},
         SearchRow{"InvalidRepeat", "/Meters", true, "", "*x", nullptr, {}},
         SearchRow{"UnknownStart", "/Nowhere", true, "", "", nullptr, {}},
         SearchRow{"MalformedStart", "Meters//M1", true, "", "", nullptr, {}},
         SearchRow{"AbsentStart", nullptr, true, nullptr, "", nullptr, {}}),
     [](const ::testing::TestParamInfo<SearchRow>& info) { return std::string(info.param.name); });
+// clang-format on
+
+// The data of a match is exactly what a value read of the same address
+// gives with the same options (state texts, canonical booleans).
+TEST_F(ExplorerStore, MatchedTextIsTheValueReadText) {
+    for (const char* options : {"", "canonical", "errorPrefix=E"}) {
+        for (const char* attribute : {"", "Value"}) {
+            nsdx__findAttributeMatchesResponse r = find("/States", true, attribute, "", options);
+            ASSERT_EQ(r.nodes.size(), 2u) << options << " " << attribute;
+            service_options_t opts;
+            std::string text(options);
+            parseServiceOptions(&text, &opts);
+            for (size_t i = 0; i < r.nodes.size(); ++i) {
+                std::string expected;
+                dsv_getValue(soap_, &opts, r.nodes[i], attribute, expected);
+                EXPECT_EQ(r.data[i], expected) << r.nodes[i] << " " << options;
+            }
+        }
+    }
+}
 
 // ------------------------------------------------------ pattern errors
 
@@ -196,10 +173,10 @@ TEST_F(ExplorerStore, RecursiveCountIsTheNumberOfMatchesBelow) {
     service_options_t options;
     RegexMatchPattern all("");
     nsdx__findAttributeMatchesResponse r;
-    EXPECT_EQ(RecursiveRegexMatch(soap_, &options, "/Meters", true, "", all, r), 6);
-    EXPECT_EQ(r.nodes.size(), 6u);
+    EXPECT_EQ(RecursiveRegexMatch(soap_, &options, "/Meters", true, "", all, r), 5);
+    EXPECT_EQ(r.nodes.size(), 5u);
     nsdx__findAttributeMatchesResponse shallow;
-    EXPECT_EQ(RecursiveRegexMatch(soap_, &options, "/Meters/M1", false, "", all, shallow), 4);
+    EXPECT_EQ(RecursiveRegexMatch(soap_, &options, "/Meters/M1", false, "", all, shallow), 3);
 }
 
 TEST_F(ExplorerStore, DeepTreeIsWalkedDepthFirst) {
