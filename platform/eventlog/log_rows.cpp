@@ -2,6 +2,7 @@
 // Values keep their type: numbers are stored as SQLite numbers, text as
 // text, so a record reads back exactly as it was appended.
 #include <cmath>
+#include <cstdint>
 
 #include "log_internal.h"
 
@@ -38,8 +39,15 @@ const char* const kColumns =
     "seq,t,type,path,vtype,value,vstamp,vtime,otype,ovalue,qual,descr,event_id,source,"
     "ack,prio,cond,autoclose,note,varlevel,format";
 
+// Saturates instead of overflowing: a bound far outside the log's range
+// must still compare correctly.
 int64_t toMicros(const timeval& tv) {
-    return static_cast<int64_t>(tv.tv_sec) * 1000000 + tv.tv_usec;
+    int64_t us = 0;
+    if (__builtin_mul_overflow(static_cast<int64_t>(tv.tv_sec), int64_t{1000000}, &us))
+        return tv.tv_sec < 0 ? INT64_MIN : INT64_MAX;
+    if (__builtin_add_overflow(us, static_cast<int64_t>(tv.tv_usec), &us))
+        return tv.tv_usec < 0 ? INT64_MIN : INT64_MAX;
+    return us;
 }
 
 timeval fromMicros(int64_t us) {

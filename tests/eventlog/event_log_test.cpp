@@ -105,6 +105,12 @@ TEST(EventLogPaging, BoundsHaveMicrosecondResolution) {
     timeval at = tv(50, 1);
     ASSERT_EQ(0, log.retrieve(out, nullptr, &at, &at, 0, false, false, 0));
     EXPECT_EQ(std::vector<uint32_t>{2}, seqs(out));
+    // Bounds far outside any representable stamp still compare.
+    timeval huge = tv(INT64_MAX / 10), tiny = tv(INT64_MIN / 10);
+    ASSERT_EQ(0, log.retrieve(out, nullptr, &tiny, &huge, 0, false, false, 0));
+    EXPECT_EQ(4u, out.size());
+    ASSERT_EQ(0, log.retrieve(out, nullptr, &huge, nullptr, 0, false, false, 0));
+    EXPECT_TRUE(out.empty());
     timeval from = tv(50, 2), to = tv(50, 999999);
     ASSERT_EQ(0, log.retrieve(out, nullptr, &from, &to, 0, false, false, 0));
     EXPECT_EQ(std::vector<uint32_t>{3}, seqs(out));

@@ -134,6 +134,9 @@ TEST_F(LogRetrieval, BoundsAndOrder) {
         {"latest within bounds", 2 * kSec, 6 * kSec, 2, true, false, "", {5, 6}},
         {"filter", 0, 0, 0, false, false, "/M1", {1, 4, 7, 10}},
         {"filter latest", 0, 0, 2, true, false, "/M1", {7, 10}},
+        {"largest start", INT64_MAX, 0, 0, false, false, "", {}},
+        {"largest end", 0, INT64_MAX, 2, false, false, "", {1, 2}},
+        {"start after end", 5 * kSec, 4 * kSec, 0, false, false, "", {}},
         {"filter with SQL wildcard", 0, 0, 0, false, false, "/M%", {}},
         {"filter with quote", 0, 0, 0, false, false, "/M1' OR '1'='1", {}},
     };

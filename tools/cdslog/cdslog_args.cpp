@@ -67,6 +67,11 @@ bool parseTime(const std::string& text, timeval& out) {
         frac.resize(6, '0');
         usec = std::atoll(frac.c_str());
     }
+    // "-1.5" is one and a half seconds before the epoch: {-2, 500000}.
+    if (text[0] == '-' && usec > 0) {
+        sec -= 1;
+        usec = 1000000 - usec;
+    }
     out.tv_sec = static_cast<time_t>(sec);
     out.tv_usec = static_cast<suseconds_t>(usec);
     return true;
