@@ -3,6 +3,8 @@
 // schema by writers.
 #include <sys/stat.h>
 
+#include <cstdio>
+
 #include "log_internal.h"
 
 namespace eventlog {
