@@ -54,6 +54,7 @@ void ServiceStore::SetUp()
     leaf("/Meters/Breaker/Value", CElement::from_uint(1));
     leaf("/Meters/Breaker/Writable", CElement::from_bool(true));
     leaf("/Meters/Breaker/Previous", CElement::from_uint(2));
+    leaf("/Meters/Breaker/.AlarmOnValue", CElement::from_uint(2));
 
     leaf("/Meters/Input/Value", CElement::from_bool(true));
     leaf("/Meters/Input/PossibleValues", CElement::from_string("Off;On"));

@@ -20,6 +20,7 @@ const ReadRow kReadRows[] = {
     {"multistate ignores canonical", "/Meters/Breaker/Value", "canonical", "Closed"},
     {"multistate not through Value", "/Meters/Breaker/Previous", nullptr, "2"},
     {"multistate through :Value", "/Meters/Breaker:Value", nullptr, "Closed"},
+    {"multistate through .AlarmOnValue", "/Meters/Breaker/.AlarmOnValue", nullptr, "Tripped"},
     {"boolean state text", "/Meters/Input/Value", nullptr, "On"},
     {"boolean canonical", "/Meters/Input/Value", "canonical", "true"},
     {"boolean canonical=false is lenient", "/Meters/Input/Value", "canonical=0", "true"},
