@@ -52,6 +52,8 @@ int CCds::syslog_add(const tk_string& source, syslog_severity_t severity, const 
 
 static const char* const kWatchdogs = "/Software/Watchdogs";
 
+// The record and its leaves are written in one transaction, so a supervisor
+// never sees a watchdog without its timeout.
 int CCds::watchdog_register(api_status_t& status, const tk_string& name, unsigned timeoutSeconds,
                             bool enabled) {
     tk_string node = tk_string(kWatchdogs) + "/" + name;
@@ -60,27 +62,17 @@ int CCds::watchdog_register(api_status_t& status, const tk_string& name, unsigne
         cds_store::set_status(status, API_BAD_PATH);
         return -1;
     }
-    add_node(node, status, "watchdog");
-    if (!status.ok() && status.code != API_EXISTS) return -1;
     timeval now;
     gettimeofday(&now, nullptr);
-    std::vector<tk_string> paths = {node + "/Pid", node + "/Timeout", node + "/LastPing",
-                                    node + "/Enabled"};
-    std::vector<CElement> values = {CElement::from_uint(static_cast<uint32_t>(getpid())),
-                                    CElement::from_uint(timeoutSeconds),
-                                    CElement::from_time(now), CElement::from_bool(enabled)};
-    std::vector<api_status_t> statuses;
-    if (set_leaves(paths, values, {}, statuses, "watchdog") != 0) {
-        status = statuses.empty() ? status : statuses[0];
-        return -1;
-    }
-    for (const api_status_t& s : statuses)
-        if (!s.ok()) {
-            status = s;
-            return -1;
-        }
+    const std::pair<const char*, CElement> leaves[] = {
+        {"Pid", CElement::from_uint(static_cast<uint32_t>(getpid()))},
+        {"Timeout", CElement::from_uint(timeoutSeconds)},
+        {"LastPing", CElement::from_time(now)},
+        {"Enabled", CElement::from_bool(enabled)}};
+    int st = cds_store::write_node(m_handle, node, leaves, 4, "watchdog");
+    cds_store::set_status(status, st);
+    if (st != API_SUCCESS) return -1;
     m_watchdog = name;
-    cds_store::set_status(status, API_SUCCESS);
     return 0;
 }
 

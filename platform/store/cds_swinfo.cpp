@@ -119,27 +119,17 @@ static bool template_value(const SwInfoNodeTemplate& tpl, const char* name, cons
 
 int CCds_SwInfo::FillSwInfoNode(const SwInfoNodeTemplate& tpl) {
     if (!m_cds) return API_NOT_CONNECTED;
-    std::string node = m_node + (tpl.suffix ? tpl.suffix : "");
-    api_status_t st;
-    m_cds->add_node(node, st, "");
-    if (!st.ok() && st.code != API_EXISTS) return st.code;
-    std::vector<tk_string> paths;
-    std::vector<CElement> values;
+    std::vector<std::pair<const char*, CElement>> leaves;
     for (const SwInfoLeafTemplate* l = tpl.leaves; l && l->name; ++l) {
         const char* name = l->name[0] == '/' ? l->name + 1 : l->name;
         CElement v;
         bool skip = false;
         if (!template_value(tpl, name, l->value ? l->value : "", v, skip)) return API_BAD_VALUE;
-        if (skip) continue;
-        paths.push_back(path_syntax::join(node, name));
-        values.push_back(v);
+        if (!skip) leaves.emplace_back(name, v);
     }
-    std::vector<api_status_t> statuses;
-    if (m_cds->set_leaves(paths, values, {}, statuses, "") != 0)
-        return statuses.empty() ? API_IO_ERROR : statuses[0].code;
-    for (const api_status_t& s : statuses)
-        if (!s.ok()) return s.code;
-    return 0;
+    std::string node = m_node + (tpl.suffix ? tpl.suffix : "");
+    int st = cds_store::write_node(m_cds->handle(), node, leaves.data(), leaves.size(), "");
+    return st == API_SUCCESS ? 0 : st;
 }
 
 void CCDS_Connxns::bind(const tk_string& nodePath, toolkit::CCds& cds) {
@@ -149,23 +139,14 @@ void CCDS_Connxns::bind(const tk_string& nodePath, toolkit::CCds& cds) {
 
 bool CCDS_Connxns::AddConnxn(const tk_string& name, const tk_string& address,
                              const tk_string& host, const tk_string& user) {
-    dsv_handle* h = m_cds ? m_cds->handle() : nullptr;
-    if (cds_store::ensure(h) != API_SUCCESS || name.find('/') != tk_string::npos) return false;
-    std::string node = path_syntax::join(m_node, name);
-    cds_store::Txn t(h, true);
-    if (t.rc() != SQLITE_OK) return false;
-    int64_t id = 0;
-    int st = cds_store::create_node(h, node, id);
-    if (st != API_SUCCESS && st != API_EXISTS) return false;
+    if (!m_cds || name.find('/') != tk_string::npos) return false;
     timeval now;
     gettimeofday(&now, nullptr);
     const std::pair<const char*, CElement> leaves[] = {
         {"Address", CElement::from_string(address)}, {"HostName", CElement::from_string(host)},
         {"User", CElement::from_string(user)}, {"Since", CElement::from_time(now)}};
-    for (const auto& l : leaves)
-        if (cds_store::write_leaf(h, id, node, l.first, l.second, -1, "") != API_SUCCESS)
-            return false;
-    return t.commit() == SQLITE_OK;
+    return cds_store::write_node(m_cds->handle(), path_syntax::join(m_node, name), leaves, 4, "") ==
+           API_SUCCESS;
 }
 
 bool CCDS_Connxns::RemoveConnxn(const tk_string& name) {

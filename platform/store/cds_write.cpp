@@ -138,6 +138,25 @@ int write_path_now(dsv_handle* h, const std::string& path, const CElement& value
     return in_write(h, status, [&] { return write_path(h, path, value, property, source); });
 }
 
+int write_node(dsv_handle* h, const std::string& path,
+               const std::pair<const char*, CElement>* leaves, size_t count,
+               const std::string& source) {
+    api_status_t status;
+    in_write(h, status, [&] {
+        Parsed p;
+        if (!path_syntax::parse(path, p) || p.colon) return (int)API_BAD_PATH;
+        int64_t id = 0;
+        int st = create_node(h, p.head, id);
+        if (st != API_SUCCESS && st != API_EXISTS) return st;
+        for (size_t i = 0; i < count; ++i) {
+            st = write_leaf(h, id, p.head, leaves[i].first, leaves[i].second, -1, source);
+            if (st != API_SUCCESS) return st;
+        }
+        return (int)API_SUCCESS;
+    });
+    return status.code;
+}
+
 }  // namespace cds_store
 
 namespace toolkit {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../sqlite/sql_db.h"
@@ -77,6 +78,11 @@ int write_path(dsv_handle* h, const std::string& path, const toolkit::CElement& 
                int property, const std::string& source);
 int write_path_now(dsv_handle* h, const std::string& path, const toolkit::CElement& value,
                    int property, const std::string& source, api_status_t& status);
+// Creates node `path` when missing and writes `count` leaves, all in one
+// transaction of its own (ensure() included). Returns a status code.
+int write_node(dsv_handle* h, const std::string& path,
+               const std::pair<const char*, toolkit::CElement>* leaves, size_t count,
+               const std::string& source);
 // Creates node `path` and its missing ancestors; 11 when it exists.
 int create_node(dsv_handle* h, const std::string& path, int64_t& id);
 int child_names(dsv_handle* h, int64_t nodeId, std::vector<std::string>& out);
