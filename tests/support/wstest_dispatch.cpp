@@ -5,6 +5,7 @@
 
 #include "soapH.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace wstest {
