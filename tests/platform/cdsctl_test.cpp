@@ -133,11 +133,12 @@ TEST_F(CdsctlTest, ListingCommands) {
     ASSERT_EQ(run({"mknode", "/Dev/M1/Volts"}).code, 0);
     ASSERT_EQ(run({"set", "/Dev/M1/NodeType", "text", "Device"}).code, 0);
     ASSERT_EQ(run({"set", "/Dev/M1/Volts/Value", "real", "230.1"}).code, 0);
-    ToolRun ls = run({"ls", "/Dev/M1"});
+    ToolRun ls = run({"ls", "/Dev/M1/"});
     EXPECT_EQ(ls.code, 0);
     EXPECT_EQ(ls.out, "Volts/\nNodeType = Device (String)\n");
     ToolRun tree = run({"tree", "/Dev"});
     EXPECT_EQ(tree.out, "/Dev\n  M1/\n    NodeType = Device (String)\n    Volts/\n      Value = 230.1 (Real)\n");
+    EXPECT_EQ(run({"ls", "/Dev:NodeType"}).code, 1);
     EXPECT_EQ(run({"rm", "/Dev/M1"}).code, 0);
     EXPECT_EQ(run({"ls", "/Dev"}).out, "");
 }

@@ -45,7 +45,18 @@ int tree(toolkit::CCds& cds, const std::string& node, const std::string& indent)
 
 }  // namespace
 
-int cdsctl_ls(toolkit::CCds& cds, const std::string& path) {
+// The node path in canonical form ("/A/" is "/A"); false when the operand is
+// no node path.
+static bool node_path(const std::string& text, std::string& out) {
+    CPath p(text);
+    if (p.normalize() != 0 || p.str().find(':') != std::string::npos) return false;
+    out = p.str();
+    return true;
+}
+
+int cdsctl_ls(toolkit::CCds& cds, const std::string& text) {
+    std::string path;
+    if (!node_path(text, path)) return cdsctl_fail(text, dsv_status_str(API_BAD_PATH));
     api_status_t st;
     std::vector<tk_string> names;
     if (cds.get_children(path, names, st) != 0) return cdsctl_fail(path, st.text());
@@ -53,7 +64,9 @@ int cdsctl_ls(toolkit::CCds& cds, const std::string& path) {
     return print_leaves(cds, path, "");
 }
 
-int cdsctl_tree(toolkit::CCds& cds, const std::string& path) {
+int cdsctl_tree(toolkit::CCds& cds, const std::string& text) {
+    std::string path;
+    if (!node_path(text, path)) return cdsctl_fail(text, dsv_status_str(API_BAD_PATH));
     api_status_t st;
     if (cds.test_node(path, st) != 0) return cdsctl_fail(path, st.text());
     printf("%s\n", path.c_str());
