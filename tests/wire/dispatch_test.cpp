@@ -245,6 +245,31 @@ TEST_F(DispatchTest, Soap12UnknownOperationIsASenderFault)
     EXPECT_NE(reply.body.find("<SOAP-ENV:Value>SOAP-ENV:Sender</SOAP-ENV:Value>"), std::string::npos) << reply.body;
 }
 
+TEST_F(DispatchTest, RepliesDeclareTheNamespaceTableInOrder)
+{
+    const char *table[][2] = {
+        {"SOAP-ENV", "http://schemas.xmlsoap.org/soap/envelope/"},
+        {"SOAP-ENC", "http://schemas.xmlsoap.org/soap/encoding/"},
+        {"xsi", "http://www.w3.org/2001/XMLSchema-instance"},
+        {"xsd", "http://www.w3.org/2001/XMLSchema"},
+        {"nst1", "http://device-ws.example.com/CorvaneTest"},
+        {"nss1", "http://device-ws.example.com/CorvaneSubscriber"},
+        {"nsdx", "http://device-ws.example.com/CorvaneDX"},
+        {"nsc3", "http://device-ws.example.com/CorvaneC3"},
+        {"nsc1", "http://device-ws.example.com/Corvane"},
+    };
+    wstest::Reply reply = serve("<nsc1:getDefaultLocale/>");
+    std::string root = reply.body.substr(0, reply.body.find('>', reply.body.find("<SOAP-ENV:Envelope")));
+    size_t last = 0;
+    for (const auto &ns : table) {
+        SCOPED_TRACE(ns[0]);
+        size_t at = root.find(std::string("xmlns:") + ns[0] + "=\"" + ns[1] + "\"");
+        ASSERT_NE(at, std::string::npos) << root;
+        EXPECT_GT(at, last);
+        last = at;
+    }
+}
+
 TEST_F(DispatchTest, OtherW3cYearsAreAcceptedForSchemaNamespaces)
 {
     // Older schema-instance years still identify xsi/xsd on input.
