@@ -198,17 +198,16 @@ int dsv_getValues(struct soap* soap, const service_options_t* options,
         replies.push_back(reply);
         return 0;
     }
-    replies.reserve(statuses.size());
+    replies.resize(statuses.size());
     for (size_t i = 0; i < statuses.size(); ++i) {
         bool multistate = false;
         int failed = dsv_ProcessValue(cds, options, 0, cpaths[i], statuses[i], elements[i],
-                                      properties[i], multistate, reply);
+                                      properties[i], multistate, replies[i]);
         if (failed == 0 && !cpaths[i].nodeKnown()) {
             api_status_t nodeStatus;
             if (cds.test_node(cpaths[i].getNodePath(), nodeStatus) != 0 || !nodeStatus.ok())
-                BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", reply, options);
+                BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", replies[i], options);
         }
-        replies.push_back(reply);
     }
     return 0;
 }
