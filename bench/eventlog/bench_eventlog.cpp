@@ -31,7 +31,7 @@ const int kPage = 10000;
 const int kRuns = 15;
 
 // Builds the log once; an existing file with the right count is reused.
-bool ensureLog(const std::string& file, int64_t records) {
+bool ensureLog(const std::string& file, int64_t records, bool booleans = false) {
     toolkit::CLog r;
     uint64_t n = 0;
     if (r.open(file, 0, 0, 0) == 0 && r.count(n, nullptr, nullptr, nullptr) == 0 &&
@@ -51,7 +51,8 @@ bool ensureLog(const std::string& file, int64_t records) {
         ev.path = "/Meter" + std::to_string(i % 50) + "/Power/Value";
         int64_t us = 1700000000LL * 1000000 + i * 250000;
         ev.stamp = {static_cast<time_t>(us / 1000000), static_cast<suseconds_t>(us % 1000000)};
-        ev.value = toolkit::CElement::from_real(static_cast<double>(i) * 0.25);
+        ev.value = booleans ? toolkit::CElement::from_bool(i % 2 != 0)
+                            : toolkit::CElement::from_real(static_cast<double>(i) * 0.25);
         ev.value.set_stamp(ev.stamp);
         batch.push_back(std::move(ev));
         if (batch.size() == 50000 || i + 1 == records) {
@@ -153,8 +154,9 @@ int main(int argc, char** argv) {
         return 1;
     std::string big = dir + "/deadband-" + std::to_string(records) + ".db";
     std::string small = dir + "/deadband-20000.db";
+    std::string flags = dir + "/deadband-bool-20000.db";
     setenv("CDS_STORE", (dir + "/cds.db").c_str(), 1);
-    if (!ensureLog(big, records) || !ensureLog(small, 20000)) {
+    if (!ensureLog(big, records) || !ensureLog(small, 20000) || !ensureLog(flags, 20000, true)) {
         fprintf(stderr, "cannot build the logs in %s\n", dir.c_str());
         return 1;
     }
@@ -173,12 +175,17 @@ int main(int argc, char** argv) {
     });
     double handler = median([&] { handlerPage(g, false); });
     double wire = median([&] { handlerPage(g, true); });
+    global_data_t gFlags;
+    gFlags.deltaLogPath = flags;
+    double boolPage = median([&] { handlerPage(gFlags, false); });
     printf("delta page of %d records from a %lld-record log (median of %d runs)\n", kPage,
            static_cast<long long>(records), kRuns);
     printf("  raw SQLite query          %8.2f ms\n", raw);
     printf("  CLog::retrieve            %8.2f ms  (%.2fx raw)\n", retrieve, retrieve / raw);
     printf("  nsdx__getDeltaLog         %8.2f ms  (%.2fx raw)\n", handler, handler / raw);
     printf("  handler + XML serialising %8.2f ms  (%.2fx raw)\n", wire, wire / raw);
+    printf("  handler, Boolean values   %8.2f ms  (state texts looked up in the store)\n",
+           boolPage);
     printf("peak memory of five pages: 20000-record log %ld MB, %lld-record log %ld MB\n",
            childPeakKb(small) / 1024, static_cast<long long>(records), childPeakKb(big) / 1024);
     return 0;

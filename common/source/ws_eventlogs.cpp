@@ -26,35 +26,57 @@ bool startsWith(const tk_string& s, const char* prefix) {
     return s.compare(0, std::strlen(prefix), prefix) == 0;
 }
 
+// The state text of a boolean or integer value of `node`, through the
+// request's cache when there is one. False when the node has none (integers
+// of a node that is not multistate).
+bool stateText(global_data_t* g, const tk_string& node, const toolkit::CElement& value,
+               log_state_cache_t* cache, tk_string& out) {
+    bool isBool = value.type() == DATA_TYPE_BOOL;
+    tk_string key;
+    if (cache) {
+        key = node + '\0' + (isBool ? "b" : "i") +
+              std::to_string(isBool ? (value.to_bool() ? 1 : 0) : value.to_int());
+        auto it = cache->texts.find(key);
+        if (it != cache->texts.end()) {
+            out = it->second.second;
+            return it->second.first;
+        }
+    }
+    WS_ASSERT(g != nullptr, kModule);
+    CCds_Multistate states(g->cds);
+    bool found = true;
+    tk_string stateSet;
+    if (isBool)
+        states.GetBoolStringValue(node, value.to_bool(), out);
+    else if ((found = states.IsMultistate(node, true, stateSet)))
+        states.GetStringValue(stateSet, value.to_int(), out);
+    if (cache)
+        cache->texts.emplace(std::move(key), std::make_pair(found, found ? out : tk_string()));
+    return found;
+}
+
 // Boolean and multistate integer values are reported by their state text,
 // with the number beside it; the state texts belong to the value's node.
 void stateTexts(global_data_t* g, const tk_string& node, const toolkit::CElement& value,
-                tk_string& valueText, tk_string& numeric, bool& hasNumeric) {
+                log_state_cache_t* cache, tk_string& valueText, tk_string& numeric,
+                bool& hasNumeric) {
     data_type_t type = value.type();
     if (type != DATA_TYPE_BOOL && type != DATA_TYPE_INT && type != DATA_TYPE_UINT)
         return;
-    WS_ASSERT(g != nullptr, kModule);
-    CCds_Multistate states(g->cds);
-    if (type == DATA_TYPE_BOOL) {
-        bool on = value.to_bool();
-        hasNumeric = true;
-        numeric = on ? "1" : "0";
-        states.GetBoolStringValue(node, on, valueText);
-        return;
-    }
-    tk_string stateSet;
-    if (!states.IsMultistate(node, true, stateSet))
+    tk_string text;
+    if (!stateText(g, node, value, cache, text))
         return;
     hasNumeric = true;
-    numeric = valueText;
-    states.GetStringValue(stateSet, value.to_int(), valueText);
+    numeric = type == DATA_TYPE_BOOL ? (value.to_bool() ? "1" : "0") : valueText;
+    valueText = text;
 }
 
 }  // namespace
 
 void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path,
                        bool normalized, const toolkit::CElement& value, std::string** outPath,
-                       std::string** outValue, std::string** outNumeric) {
+                       std::string** outValue, std::string** outNumeric,
+                       log_state_cache_t* cache) {
     tk_string valueText, numeric, pathText;
     bool hasNumeric = false;
     value.to_string(valueText);
@@ -68,7 +90,7 @@ void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& pat
         // After the last component is split off, the path text is the node.
         if (last == "Value") {
             pathText = p.str();
-            stateTexts(g, pathText, value, valueText, numeric, hasNumeric);
+            stateTexts(g, pathText, value, cache, valueText, numeric, hasNumeric);
         } else if (last.empty()) {
             pathText = p.str();  // not a valid path: reported as it was logged
         } else {
@@ -81,7 +103,7 @@ void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& pat
 }
 
 nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev,
-                             nss1__Event* target) {
+                             nss1__Event* target, log_state_cache_t* cache) {
     // The only "/Software" event a client sees is a configuration change
     // that is switched on; the software nodes' own traffic stays internal.
     bool configChange = false;
@@ -103,7 +125,7 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
     } else {
         target->EventType = nss1__EventType__Event;
         extractValueNPath(g, soap, ev.path, false, ev.value, &target->SourcePath, &target->Value,
-                          &target->NumericValue);
+                          &target->NumericValue, cache);
         const char* text = "";
         if (!ev.description.empty())
             text = ev.description.c_str();
@@ -127,11 +149,12 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
     return target;
 }
 
-nss1__Event* buildEvent(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev) {
+nss1__Event* buildEvent(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev,
+                        log_state_cache_t* cache) {
     nss1__Event* e = nullptr;
     try {
         e = soap_new_nss1__Event(soap);
-        return fillEventFields(g, soap, ev, e);
+        return fillEventFields(g, soap, ev, e, cache);
     } catch (const std::exception& ex) {
         fprintf(stderr, "FAILURE (system) in buildEvent(%s): %s \n", ev.path.c_str(), ex.what());
         if (e)
@@ -141,11 +164,11 @@ nss1__Event* buildEvent(global_data_t* g, struct soap* soap, const toolkit::CEve
 }
 
 nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap,
-                                   const toolkit::CEvent& ev) {
+                                   const toolkit::CEvent& ev, log_state_cache_t* cache) {
     nss1__AlarmUpdate* a = nullptr;
     try {
         a = soap_new_nss1__AlarmUpdate(soap);
-        if (!fillEventFields(g, soap, ev, a))
+        if (!fillEventFields(g, soap, ev, a, cache))
             return nullptr;
         a->EventType = nss1__EventType__Alarm;
         a->AckStatus = static_cast<nsc1__AckStatus>(ev.ackStatus);
@@ -169,7 +192,7 @@ nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap,
 // The failure text names "qelPublishedValue", not this function: operators'
 // log filters match that text, so it stays.
 nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
-                                          const toolkit::CEvent& ev) {
+                                          const toolkit::CEvent& ev, log_state_cache_t* cache) {
     nss1__PublishedValue* v = nullptr;
     try {
         v = soap_new_nss1__PublishedValue(soap);
@@ -178,7 +201,7 @@ nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
             return nullptr;
         }
         extractValueNPath(g, soap, ev.path, false, ev.value, &v->Path, &v->Value,
-                          &v->NumericValue);
+                          &v->NumericValue, cache);
         v->Time = qel_UNIXtoQELtime64(&ev.stamp);
         v->Quality = ev.quality();
         v->RealTime = false;

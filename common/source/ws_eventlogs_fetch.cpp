@@ -119,8 +119,9 @@ int nsdx__getDeltaLog(struct soap* soap, nsdx__logRetrieveRequest* request,
                    g->pageSize, g->cacheSize, g->heapLimit);
     response.numTrimmedPoints = trimmed;
     response.loggedValues.reserve(events.size());
+    log_state_cache_t cache;
     for (const CEvent& ev : events) {
-        nss1__PublishedValue* v = buildPublishedValue(g, soap, ev);
+        nss1__PublishedValue* v = buildPublishedValue(g, soap, ev, &cache);
         if (v)
             response.loggedValues.push_back(v);
     }
@@ -141,9 +142,10 @@ int nsdx__getEventLog(struct soap* soap, nsdx__logRetrieveRequest* request,
                    g->pageSize, g->cacheSize, g->heapLimit);
     response.numTrimmedEvents = trimmed;
     response.events.reserve(events.size());
+    log_state_cache_t cache;
     for (const CEvent& ev : events) {
-        nss1__Event* e = ev.type == CEvent::EVT_ALARM ? buildAlarmEvent(g, soap, ev)
-                                                      : buildEvent(g, soap, ev);
+        nss1__Event* e = ev.type == CEvent::EVT_ALARM ? buildAlarmEvent(g, soap, ev, &cache)
+                                                      : buildEvent(g, soap, ev, &cache);
         if (e)
             response.events.push_back(e);
         else

@@ -31,7 +31,8 @@ const char* const kHelp =
     "  list LOG     print records, one tab-separated line each:\n"
     "               seq, time, type, path, value type, value, quality, description, id\n"
     "      --path F --start T --end T --max N --offset N --latest --reverse\n"
-    "  generate LOG --count N   append N value-change records (Real values)\n"
+    "  generate LOG --count N   append N value-change records\n"
+    "      --vtype T           Real (i * 0.5, default), Boolean (odd i) or Unsigned (i % 3)\n"
     "      --paths K           cycle over K paths \"/Meter<k>/Power/Value\" (default 10)\n"
     "      --start T           first time stamp (default 1700000000)\n"
     "      --step-us U         time step between groups, microseconds (default 1000)\n"
@@ -118,6 +119,9 @@ int cmdGenerate(const char* path, const Args& a) {
     timeval t = {1700000000, 0};
     if (a.get("start") && !cdslog::parseTime(*a.get("start"), t))
         ok = false;
+    int vtype = a.get("vtype") ? dsv_human_str_to_enum(*a.get("vtype")) : DATA_TYPE_REAL;
+    if (vtype != DATA_TYPE_REAL && vtype != DATA_TYPE_BOOL && vtype != DATA_TYPE_UINT)
+        ok = false;
     if (!ok || count < 0 || paths < 1 || group < 1 || step < 0)
         return fail("generate needs --count N >= 0 and valid numeric options");
     CLog log;
@@ -132,7 +136,12 @@ int cmdGenerate(const char* path, const Args& a) {
         int64_t us = base + (i / group) * step;
         ev.stamp.tv_sec = static_cast<time_t>(us / 1000000);
         ev.stamp.tv_usec = static_cast<suseconds_t>(us % 1000000);
-        ev.value = toolkit::CElement::from_real(static_cast<double>(i) * 0.5);
+        if (vtype == DATA_TYPE_BOOL)
+            ev.value = toolkit::CElement::from_bool(i % 2 != 0);
+        else if (vtype == DATA_TYPE_UINT)
+            ev.value = toolkit::CElement::from_uint(static_cast<uint32_t>(i % 3));
+        else
+            ev.value = toolkit::CElement::from_real(static_cast<double>(i) * 0.5);
         ev.value.set_stamp(ev.stamp);
         ev.eventId = static_cast<uint64_t>(i + 1);
         batch.push_back(std::move(ev));
