@@ -128,6 +128,21 @@ TEST_F(PatternErrors, CatastrophicPatternFailsThoseNodesOnly) {
     }
 }
 
+// Patterns a hostile client might send: infinite recursion, nested empty
+// loops, huge repeats, bad back references and look-behinds. Each request
+// is answered with an empty result, and whatever matches is a real match.
+TEST_F(PatternErrors, HostilePatternsAreAnswered) {
+    for (const char* pattern :
+         {"(?R)", "((a*)*)*c", "(.*)*x", "(?:a|b|ab|ba)*c", "a{2147483647}", "(a{1000}){1000}",
+          "\\1(a)", "(?<=a+)b", "[[:alpha:]]{0,65535}{0,65535}", "(?", "\\"}) {
+        nsdx__findAttributeMatchesResponse r = find("/Patho", true, "", pattern);
+        EXPECT_EQ(r.result, "") << pattern;
+        for (size_t i = 0; i < r.nodes.size(); ++i)
+            EXPECT_TRUE(boost::regex_search(r.data[i], boost::regex(pattern)))
+                << pattern << " " << r.nodes[i];
+    }
+}
+
 TEST_F(PatternErrors, ComplexityLimitIsReportedAsAPatternError) {
     service_options_t options;
     RegexMatchPattern pattern("(a+)+$");
