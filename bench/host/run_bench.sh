@@ -64,6 +64,16 @@ curl -sf -u bench:bench-pw -H 'Content-Type: text/xml' --data-binary @"$WORK/bod
     "http://127.0.0.1:$PORT/wsbridge" | grep -q "en-US" || { echo "gateway does not answer" >&2; exit 1; }
 
 cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }     # user + system
+# nginx's one worker: the child of the master whose pid nginx wrote.
+MASTER=$(cat "$WORK/nginx/nginx.pid")
+WORKER=""
+for d in /proc/[0-9]*; do
+    st=$( { cat "$d/stat"; } 2>/dev/null) || continue
+    st=${st##*) }                      # fields after the command name
+    set -- $st
+    if [ "$2" = "$MASTER" ]; then WORKER=${d#/proc/}; break; fi
+done
+[ -n "$WORKER" ] || { echo "no nginx worker found" >&2; exit 1; }
 user_ticks() { awk '{print $14}' "/proc/$1/stat"; }
 rss_kb() { awk '/^VmRSS:/ {print $2}' "/proc/$1/status"; }
 HZ=$(getconf CLK_TCK)
@@ -78,22 +88,24 @@ load /null 2000 >/dev/null
 load /wsbridge 2000 >/dev/null
 
 echo "== rate: $ROUNDS alternating rounds of $ROUND requests, 4 keep-alive connections"
-printf "%-6s %12s %12s %8s %14s %14s\n" round "null req/s" "gw req/s" ratio "null us/msg" "gw us/msg"
+echo "(us/msg: CPU time, user + system, of the FastCGI process and of nginx's worker)"
+printf "%-6s %12s %12s %8s %12s %12s %12s %12s\n" round "null req/s" "gw req/s" ratio \
+    "null us/msg" "nginx(null)" "gw us/msg" "nginx(gw)"
 ratios=(); nulls=(); gws=(); gw_user=(); null_user=()
+per_msg() { awk -v a=$1 -v b=$2 -v n=$ROUND -v hz=$HZ 'BEGIN{printf "%.1f", (b-a)*1e6/hz/n}'; }
 for r in $(seq 1 "$ROUNDS"); do
-    n0=$(user_ticks $NULL_PID); nc0=$(cpu_ticks $NULL_PID)
+    n0=$(user_ticks $NULL_PID); nc0=$(cpu_ticks $NULL_PID); w0=$(cpu_ticks $WORKER)
     nr=$(load /null "$ROUND")
-    n1=$(user_ticks $NULL_PID); nc1=$(cpu_ticks $NULL_PID)
+    n1=$(user_ticks $NULL_PID); nc1=$(cpu_ticks $NULL_PID); w1=$(cpu_ticks $WORKER)
     g0=$(user_ticks $GW_PID); gc0=$(cpu_ticks $GW_PID)
     gr=$(load /wsbridge "$ROUND")
-    g1=$(user_ticks $GW_PID); gc1=$(cpu_ticks $GW_PID)
-    nus=$(awk -v a=$nc0 -v b=$nc1 -v n=$ROUND -v hz=$HZ 'BEGIN{printf "%.1f", (b-a)*1e6/hz/n}')
-    gus=$(awk -v a=$gc0 -v b=$gc1 -v n=$ROUND -v hz=$HZ 'BEGIN{printf "%.1f", (b-a)*1e6/hz/n}')
+    g1=$(user_ticks $GW_PID); gc1=$(cpu_ticks $GW_PID); w2=$(cpu_ticks $WORKER)
     ratio=$(awk -v g=$gr -v n=$nr 'BEGIN{printf "%.3f", g/n}')
-    printf "%-6s %12s %12s %8s %14s %14s\n" "$r" "$nr" "$gr" "$ratio" "$nus" "$gus"
+    printf "%-6s %12s %12s %8s %12s %12s %12s %12s\n" "$r" "$nr" "$gr" "$ratio" \
+        "$(per_msg $nc0 $nc1)" "$(per_msg $w0 $w1)" "$(per_msg $gc0 $gc1)" "$(per_msg $w1 $w2)"
     ratios+=("$ratio"); nulls+=("$nr"); gws+=("$gr")
-    gw_user+=("$(awk -v a=$g0 -v b=$g1 -v n=$ROUND -v hz=$HZ 'BEGIN{printf "%.1f", (b-a)*1e6/hz/n}')")
-    null_user+=("$(awk -v a=$n0 -v b=$n1 -v n=$ROUND -v hz=$HZ 'BEGIN{printf "%.1f", (b-a)*1e6/hz/n}')")
+    gw_user+=("$(per_msg $g0 $g1)")
+    null_user+=("$(per_msg $n0 $n1)")
 done
 median() { printf "%s\n" "$@" | sort -g | awk '{a[NR]=$1} END{print a[int((NR+1)/2)]}'; }
 echo "median: null $(median "${nulls[@]}") req/s, gateway $(median "${gws[@]}") req/s," \
