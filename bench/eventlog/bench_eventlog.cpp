@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -66,16 +67,23 @@ bool ensureLog(const std::string& file, int64_t records, bool booleans = false) 
 
 double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
 
-template <class F>
-double median(F&& f) {
-    std::vector<double> t;
-    for (int i = 0; i < kRuns; ++i) {
-        auto a = Clock::now();
-        f();
-        t.push_back(ms(Clock::now() - a));
+// Runs the measured steps in turn, kRuns rounds, and returns each step's
+// median: interleaving keeps a change of machine load from favouring one.
+std::vector<double> interleavedMedians(const std::vector<std::function<void()>>& steps) {
+    std::vector<std::vector<double>> t(steps.size());
+    for (int round = 0; round < kRuns; ++round) {
+        for (size_t i = 0; i < steps.size(); ++i) {
+            auto a = Clock::now();
+            steps[i]();
+            t[i].push_back(ms(Clock::now() - a));
+        }
     }
-    std::sort(t.begin(), t.end());
-    return t[t.size() / 2];
+    std::vector<double> out;
+    for (auto& v : t) {
+        std::sort(v.begin(), v.end());
+        out.push_back(v[v.size() / 2]);
+    }
+    return out;
 }
 
 // The rows of the page, every column read, as a client of SQLite would.
@@ -166,19 +174,22 @@ int main(int argc, char** argv) {
         fprintf(stderr, "the page does not have %d records\n", kPage);
         return 1;
     }
-    double raw = median([&] { rawQuery(big); });
-    double retrieve = median([&] {
-        toolkit::CLog log;
-        std::vector<CEvent> out;
-        log.open(big, 0, 0, 0);
-        log.retrieve(out, nullptr, nullptr, nullptr, kPage, false, false, 0);
-    });
-    double handler = median([&] { handlerPage(g, false); });
-    double wire = median([&] { handlerPage(g, true); });
     global_data_t gFlags;
     gFlags.deltaLogPath = flags;
-    double boolPage = median([&] { handlerPage(gFlags, false); });
-    printf("delta page of %d records from a %lld-record log (median of %d runs)\n", kPage,
+    std::vector<double> m = interleavedMedians({
+        [&] { rawQuery(big); },
+        [&] {
+            toolkit::CLog log;
+            std::vector<CEvent> out;
+            log.open(big, 0, 0, 0);
+            log.retrieve(out, nullptr, nullptr, nullptr, kPage, false, false, 0);
+        },
+        [&] { handlerPage(g, false); },
+        [&] { handlerPage(g, true); },
+        [&] { handlerPage(gFlags, false); },
+    });
+    double raw = m[0], retrieve = m[1], handler = m[2], wire = m[3], boolPage = m[4];
+    printf("delta page of %d records from a %lld-record log (medians of %d interleaved rounds)\n", kPage,
            static_cast<long long>(records), kRuns);
     printf("  raw SQLite query          %8.2f ms\n", raw);
     printf("  CLog::retrieve            %8.2f ms  (%.2fx raw)\n", retrieve, retrieve / raw);
