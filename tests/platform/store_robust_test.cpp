@@ -195,6 +195,51 @@ TEST_F(StoreTest, HandleReopensAfterFork) {
     EXPECT_EQ(text("/F/after"), "3");
 }
 
+// The daemon pattern: the parent that opened the store closes it and goes
+// away; the child then uses the inherited handle. The child's clean-up of the
+// inherited connection must not undo or damage anything.
+TEST_F(StoreTest, ChildKeepsWorkingAfterTheParentClosed) {
+    mk("/D");
+    for (int i = 0; i < 50; ++i) put("/D/p" + std::to_string(i), CElement::from_int(i));
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    pid_t pid = spawn([&] {
+        close(go[1]);
+        char c;
+        if (read(go[0], &c, 1) != 0) return 1;  // wait until the parent closed
+        api_status_t st;
+        cds.set_leaf("/D/child", CElement::from_int(99), st, DSV_TRI_UNSET, "child");
+        if (!st.ok()) return 10 + st.code;
+        CElement v;
+        element_property_t p;
+        cds.get_leaf("/D/p49", st, v, p);
+        return st.ok() && v.to_int() == 49 ? 0 : 30 + st.code;
+    });
+    close(go[0]);
+    cds.close();  // last connection of this process: checkpoints and removes the WAL
+    close(go[1]);
+    EXPECT_EQ(reap(pid), 0);
+    toolkit::CCds again(m_file);
+    api_status_t st;
+    CElement v;
+    element_property_t p;
+    again.get_leaf("/D/child", st, v, p);
+    EXPECT_TRUE(st.ok());
+    EXPECT_EQ(v.to_int(), 99);
+    for (int i = 0; i < 50; ++i) {
+        again.get_leaf("/D/p" + std::to_string(i), st, v, p);
+        EXPECT_EQ(v.to_int(), i);
+    }
+    sqlite3* db = nullptr;
+    sqlite3_open(m_file.c_str(), &db);
+    sqlite3_stmt* s = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &s, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_step(s), SQLITE_ROW);
+    EXPECT_STREQ(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)), "ok");
+    sqlite3_finalize(s);
+    sqlite3_close(db);
+}
+
 // Two processes write the same store at once: no lost write, no lock error.
 TEST_F(StoreTest, TwoProcessesWriteAtOnce) {
     mk("/M");
