@@ -42,8 +42,9 @@ bool writeRecord(const std::string& dir) {
     for (int c = 0; c < kChannels; ++c)
         cfg += std::to_string(c + 1) + ",CH" + std::to_string(c + 1) +
                ",,,A,0.001,0,0,-2147483647,2147483647,1,1,P\n";
-    cfg += "50\n1\n10000,100000\n01/01/2026,00:00:00.000000\n01/01/2026,00:00:01.000000\n"
-           "BINARY32\n1\n0,0\n0,0\n";
+    cfg +=
+        "50\n1\n10000,100000\n01/01/2026,00:00:00.000000\n01/01/2026,00:00:01.000000\n"
+        "BINARY32\n1\n0,0\n0,0\n";
     std::string dat;
     dat.reserve(size_t(kSamples) * (8 + 4 * kChannels));
     auto put32 = [&dat](uint32_t v) {
@@ -52,7 +53,8 @@ bool writeRecord(const std::string& dir) {
     for (int k = 0; k < kSamples; ++k) {
         put32(uint32_t(k + 1));
         put32(uint32_t(k * 100));
-        for (int c = 0; c < kChannels; ++c) put32(uint32_t(int32_t((k * 31 + c * 977) % 200001 - 100000)));
+        for (int c = 0; c < kChannels; ++c)
+            put32(uint32_t(int32_t((k * 31 + c * 977) % 200001 - 100000)));
     }
     return writeAll(dir + "/bench.cfg", cfg) && writeAll(dir + "/bench.dat", dat);
 }
@@ -76,7 +78,8 @@ double readBytes(const std::string& path) {
     std::vector<char> buf(size_t(size > 0 ? size : 0));
     size_t got = 0;
     ssize_t n;
-    while (got < buf.size() && (n = ::read(fd, buf.data() + got, buf.size() - got)) > 0) got += size_t(n);
+    while (got < buf.size() && (n = ::read(fd, buf.data() + got, buf.size() - got)) > 0)
+        got += size_t(n);
     ::close(fd);
     return got ? double(buf[got / 2]) : -1;
 }
@@ -99,7 +102,8 @@ double handler(global_data_t& g) {
     req.channel = "CH7";
     nsdx__getWaveDataResponse resp;
     nsdx__getWaveformData(soap, &req, resp);
-    double v = resp.result == "OK" && resp.data.size() == size_t(kSamples) ? resp.data[kSamples / 2] : -1;
+    double v =
+        resp.result == "OK" && resp.data.size() == size_t(kSamples) ? resp.data[kSamples / 2] : -1;
     soap_destroy(soap);
     soap_end(soap);
     soap_free(soap);
@@ -122,26 +126,34 @@ int main(int argc, char** argv) {
     double sink = 0;
     std::string dat = dir + "/bench.dat";
     readBytes(dat);  // warm the page cache for every contender alike
-    double raw = medianMs(rounds, [&] { return readBytes(dat); }, sink);
-    double reader = medianMs(rounds, [&] { return readerOnly(dir + "/bench.cfg"); }, sink);
-    double handled = medianMs(rounds, [&] { return handler(g); }, sink);
-    std::printf("record: %d channels x %d samples at %d Hz, BINARY32, .dat %.1f MB\n", kChannels, kSamples,
-                kRate, double(kSamples) * (8 + 4 * kChannels) / 1e6);
+    double raw = medianMs(
+        rounds, [&] { return readBytes(dat); }, sink);
+    double reader = medianMs(
+        rounds, [&] { return readerOnly(dir + "/bench.cfg"); }, sink);
+    double handled = medianMs(
+        rounds, [&] { return handler(g); }, sink);
+    std::printf("record: %d channels x %d samples at %d Hz, BINARY32, .dat %.1f MB\n", kChannels,
+                kSamples, kRate, double(kSamples) * (8 + 4 * kChannels) / 1e6);
     std::printf("read .dat bytes:                 %8.2f ms median of %d\n", raw, rounds);
-    std::printf("reader (open+config+decode):     %8.2f ms   x%.2f of the bytes\n", reader, reader / raw);
-    std::printf("getWaveformData handler:         %8.2f ms   x%.2f of the bytes\n", handled, handled / raw);
+    std::printf("reader (open+config+decode):     %8.2f ms   x%.2f of the bytes\n", reader,
+                reader / raw);
+    std::printf("getWaveformData handler:         %8.2f ms   x%.2f of the bytes\n", handled,
+                handled / raw);
 #ifdef WSB_BENCH_WIRE
     std::string request = wstest::envelope(
         "<nsdx:getWaveformData><request><options></options><url>bench.cfg</url>"
         "<channel>CH7</channel></request></nsdx:getWaveformData>");
     size_t replyBytes = 0;
-    double wire = medianMs(rounds, [&] {
-        std::string body = wstest::dispatch(request, &g);
-        replyBytes = body.size();
-        return double(body.size());
-    }, sink);
-    std::printf("SOAP request, serialised reply:  %8.2f ms   x%.2f of the bytes (reply %.1f MB)\n", wire,
-                wire / raw, double(replyBytes) / 1e6);
+    double wire = medianMs(
+        rounds,
+        [&] {
+            std::string body = wstest::dispatch(request, &g);
+            replyBytes = body.size();
+            return double(body.size());
+        },
+        sink);
+    std::printf("SOAP request, serialised reply:  %8.2f ms   x%.2f of the bytes (reply %.1f MB)\n",
+                wire, wire / raw, double(replyBytes) / 1e6);
 #endif
     std::printf("checksum %.3f\n", sink);
     std::remove((dir + "/bench.cfg").c_str());

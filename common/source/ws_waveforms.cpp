@@ -29,7 +29,8 @@ bool openRecord(struct soap* soap, const std::string* url, const service_options
     global_data_t* g = static_cast<global_data_t*>(soap->user);
     WS_ASSERT(g != nullptr, kModule);
     std::string path;
-    if (CComtradeView::parseUrlToFilepath(url ? *url : std::string(), g->waveFolder, path) != CT_OK) {
+    if (CComtradeView::parseUrlToFilepath(url ? *url : std::string(), g->waveFolder, path) !=
+        CT_OK) {
         BnwsErrMsg(WS_ARGUMENT_INVALID, "Cannot parse URL", result, &opts);
         return false;
     }
@@ -54,7 +55,8 @@ std::string waveWireText(const struct soap* soap, const std::string& utf8) {
             out += char(((c & 0x03) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3F));
         } else {
             // Skip the continuation bytes of a character Latin-1 lacks.
-            while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80) ++i;
+            while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80)
+                ++i;
             out += '?';
         }
     }
@@ -91,8 +93,10 @@ int nsdx__getWaveformConfig(struct soap* soap, std::string* options, std::string
     response.numberSamples = kConfiguredSampleCount;
     response.startTime = qel_UNIXtoQELtime64(&cfg.startTime);
     response.triggerTime = qel_UNIXtoQELtime64(&cfg.triggerTime);
-    for (const auto& ch : cfg.analog) response.analogChannelNames.push_back(waveWireText(soap, ch.name));
-    for (const auto& ch : cfg.digital) response.digitalChannelNames.push_back(waveWireText(soap, ch.name));
+    for (const auto& ch : cfg.analog)
+        response.analogChannelNames.push_back(waveWireText(soap, ch.name));
+    for (const auto& ch : cfg.digital)
+        response.digitalChannelNames.push_back(waveWireText(soap, ch.name));
     return SOAP_OK;
 }
 
@@ -130,7 +134,8 @@ int nsdx__getWaveformData(struct soap* soap, nsdx__getWaveDataRequest* request,
     }
     const std::vector<float>* values = samples.analog(*name);
     if (values == nullptr) {
-        BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Failed to get COMTRADE channel data", response.result, &opts);
+        BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Failed to get COMTRADE channel data", response.result,
+                   &opts);
         return SOAP_OK;
     }
     response.result = "OK";

@@ -79,7 +79,8 @@ bool countsLine(Lines& in, int64_t& na, int64_t& nd) {
 bool analogLine(Lines& in, CWaveAnalogChannelConfig& ch) {
     std::vector<std::string> f;
     if (!in.take("analog channel", f)) return false;
-    if (f.size() < 10 || f.size() > 13) return in.fail("analog channel", "expected 10 to 13 fields");
+    if (f.size() < 10 || f.size() > 13)
+        return in.fail("analog channel", "expected 10 to 13 fields");
     int64_t idx;
     if (!toInt64(f[0], idx)) return in.fail("analog channel", "bad channel number");
     ch.index = int(idx);
@@ -95,9 +96,12 @@ bool analogLine(Lines& in, CWaveAnalogChannelConfig& ch) {
     if (f.size() > 12 && !f[12].empty()) {
         if (f[12].size() != 1) return in.fail("analog channel", "bad P/S flag");
         char p = f[12][0];
-        if (p == 'p' || p == 'P') ch.ps = 'P';
-        else if (p == 's' || p == 'S') ch.ps = 'S';
-        else return in.fail("analog channel", "bad P/S flag");
+        if (p == 'p' || p == 'P')
+            ch.ps = 'P';
+        else if (p == 's' || p == 'S')
+            ch.ps = 'S';
+        else
+            return in.fail("analog channel", "bad P/S flag");
     }
     return true;
 }
@@ -156,12 +160,18 @@ bool stampLine(Lines& in, const char* what, bool monthFirst, int64_t& s, int32_t
 bool formatLine(Lines& in, CWaveConfigData& c) {
     std::vector<std::string> f;
     if (!in.take("data format", f)) return false;
-    if (equalsNoCase(f[0], "ASCII")) c.format = WaveDataFormat::Ascii;
-    else if (equalsNoCase(f[0], "BINARY")) c.format = WaveDataFormat::Binary;
-    else if (equalsNoCase(f[0], "BINARY32")) c.format = WaveDataFormat::Binary32;
-    else if (equalsNoCase(f[0], "FLOAT32")) c.format = WaveDataFormat::Float32;
-    else return in.fail("data format", "unknown format");
-    if (c.revision < 2013 && c.format != WaveDataFormat::Ascii && c.format != WaveDataFormat::Binary)
+    if (equalsNoCase(f[0], "ASCII"))
+        c.format = WaveDataFormat::Ascii;
+    else if (equalsNoCase(f[0], "BINARY"))
+        c.format = WaveDataFormat::Binary;
+    else if (equalsNoCase(f[0], "BINARY32"))
+        c.format = WaveDataFormat::Binary32;
+    else if (equalsNoCase(f[0], "FLOAT32"))
+        c.format = WaveDataFormat::Float32;
+    else
+        return in.fail("data format", "unknown format");
+    if (c.revision < 2013 && c.format != WaveDataFormat::Ascii &&
+        c.format != WaveDataFormat::Binary)
         return in.fail("data format", "format needs the 2013 revision");
     return true;
 }

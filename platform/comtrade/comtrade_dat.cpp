@@ -41,7 +41,9 @@ inline uint16_t le16(const char* p) {
     return uint16_t(b[0] | b[1] << 8);
 }
 
-size_t analogWidth(WaveDataFormat f) { return f == WaveDataFormat::Binary ? 2 : 4; }
+size_t analogWidth(WaveDataFormat f) {
+    return f == WaveDataFormat::Binary ? 2 : 4;
+}
 
 // A line of the ASCII data: [begin, end) without its line end.
 struct LineSpan {
@@ -98,7 +100,8 @@ struct SampleDecoder {
     void allocate(size_t count) {
         out.m_count = count;
         bool lazy = analogOnly && cfg.format != WaveDataFormat::Ascii;
-        out.m_analog.assign(cfg.analog.size(), lazy ? std::vector<float>() : std::vector<float>(count));
+        out.m_analog.assign(cfg.analog.size(),
+                            lazy ? std::vector<float>() : std::vector<float>(count));
         for (const auto& ch : cfg.analog) out.m_analogNames.push_back(ch.name);
         if (analogOnly) return;
         out.m_digital.assign(cfg.digital.size(), std::vector<uint8_t>(count));
@@ -117,7 +120,8 @@ struct SampleDecoder {
             out.m_cfg = &cfg;
             return CT_OK;
         }
-        for (size_t c = 0; c < cfg.analog.size(); ++c) ct::decodeColumn(cfg, bytes, count, c, out.m_analog[c]);
+        for (size_t c = 0; c < cfg.analog.size(); ++c)
+            ct::decodeColumn(cfg, bytes, count, c, out.m_analog[c]);
         size_t words = 8 + cfg.analog.size() * analogWidth(cfg.format);
         for (size_t r = 0; r < count; ++r) {
             const char* p = bytes + r * rec;
@@ -137,7 +141,8 @@ struct SampleDecoder {
         if (!analogOnly) out.m_times[r] = v;
         for (size_t c = 0; c < cfg.analog.size(); ++c) {
             if (p == line.end || !asciiField(p, line.end, v, missing)) return CT_ERR_DATA;
-            out.m_analog[c][r] = missing ? kMissing : toFloat(cfg.analog[c].a * v + cfg.analog[c].b);
+            out.m_analog[c][r] =
+                missing ? kMissing : toFloat(cfg.analog[c].a * v + cfg.analog[c].b);
         }
         if (analogOnly) return CT_OK;
         for (size_t d = 0; d < cfg.digital.size(); ++d) {
@@ -196,8 +201,12 @@ int CWaveSampleData::fillData(const CWaveDataHandle* data, bool analogOnly) {
     // a large record is a data error like any other.
     try {
         switch (cfg.format) {
-        case WaveDataFormat::Ascii: st = dec.ascii(data->bytes, data->size); break;
-        default: st = dec.binary(data->bytes, data->size); break;
+            case WaveDataFormat::Ascii:
+                st = dec.ascii(data->bytes, data->size);
+                break;
+            default:
+                st = dec.binary(data->bytes, data->size);
+                break;
         }
     } catch (const std::bad_alloc&) {
         st = CT_ERR_DATA;
@@ -265,9 +274,15 @@ void decodeColumn(const CWaveConfigData& cfg, const char* bytes, size_t count, s
     out.resize(count);
     const char* first = bytes + 8 + c * width;
     switch (cfg.format) {
-    case WaveDataFormat::Binary: column<int16_t>(cfg, first, rec, count, c, out.data()); break;
-    case WaveDataFormat::Binary32: column<int32_t>(cfg, first, rec, count, c, out.data()); break;
-    default: column<float>(cfg, first, rec, count, c, out.data()); break;
+        case WaveDataFormat::Binary:
+            column<int16_t>(cfg, first, rec, count, c, out.data());
+            break;
+        case WaveDataFormat::Binary32:
+            column<int32_t>(cfg, first, rec, count, c, out.data());
+            break;
+        default:
+            column<float>(cfg, first, rec, count, c, out.data());
+            break;
     }
 }
 
@@ -276,8 +291,8 @@ size_t binaryRecordSize(const CWaveConfigData& cfg) {
     return 8 + cfg.analog.size() * analogWidth(cfg.format) + 2 * ((cfg.digital.size() + 15) / 16);
 }
 
-bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size,
-                     int64_t& first, int64_t& last) {
+bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size, int64_t& first,
+                     int64_t& last) {
     if (cfg.numberSamples < 2) return false;
     size_t count = size_t(cfg.numberSamples);
     if (cfg.format != WaveDataFormat::Ascii) {
@@ -293,8 +308,8 @@ bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size,
     bool missing;
     while (n < count && nextLine(bytes, size, pos, line)) {
         const char* p = line.begin;
-        if (!asciiField(p, line.end, v, missing) || !asciiField(p, line.end, v, missing) || missing ||
-            std::fabs(v) > 9e18)
+        if (!asciiField(p, line.end, v, missing) || !asciiField(p, line.end, v, missing) ||
+            missing || std::fabs(v) > 9e18)
             return false;
         if (n == 0) first = int64_t(v);
         last = int64_t(v);

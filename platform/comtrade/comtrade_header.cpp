@@ -13,9 +13,9 @@ namespace toolkit {
 namespace {
 
 // Keys by preference; a header's first key of the best kind wins.
-const char* const kDescriptionKeys[] = {"eventdescription", "eventdescr", "event",
-                                        "eventtype", "faulttype", "description",
-                                        "causeoftrigger", "triggercause", "cause", "comments"};
+const char* const kDescriptionKeys[] = {
+    "eventdescription", "eventdescr",     "event",        "eventtype", "faulttype",
+    "description",      "causeoftrigger", "triggercause", "cause",     "comments"};
 const char* const kChannelKeys[] = {"triggerchannel", "triggersource", "triggeredby", "trigger"};
 const char* const kIndexKeys[] = {"triggerindex", "triggersample", "triggersamplenumber"};
 
@@ -23,8 +23,10 @@ const char* const kIndexKeys[] = {"triggerindex", "triggersample", "triggersampl
 std::string normalKey(const std::string& key) {
     std::string out;
     for (unsigned char c : key) {
-        if (c >= 'A' && c <= 'Z') out += char(c + 32);
-        else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) out += char(c);
+        if (c >= 'A' && c <= 'Z')
+            out += char(c + 32);
+        else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+            out += char(c);
     }
     return out;
 }
@@ -52,7 +54,8 @@ std::string decodeEntities(const std::string& s) {
 // "key = value" / "key: value": the key is what precedes the first '=' or
 // ':' (whichever comes first), so "Comments=Cause of Trigger: Command"
 // keeps its whole value.
-void lineKeys(const std::vector<std::string>& lines, std::multimap<std::string, std::string>& keys) {
+void lineKeys(const std::vector<std::string>& lines,
+              std::multimap<std::string, std::string>& keys) {
     for (const auto& raw : lines) {
         size_t sep = raw.find_first_of("=:");
         if (sep == std::string::npos || sep == 0) continue;

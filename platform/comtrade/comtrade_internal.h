@@ -27,8 +27,8 @@ void decodeColumn(const CWaveConfigData& cfg, const char* bytes, size_t count, s
 
 // First and last time stamps of the data (raw units), for nrates = 0.
 // False when the data holds fewer than two readable records.
-bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size,
-                     int64_t& first, int64_t& last);
+bool firstLastStamps(const CWaveConfigData& cfg, const char* bytes, size_t size, int64_t& first,
+                     int64_t& last);
 
 // 0-based index of the sample nearest `offsetMicros` after the first one,
 // walking the rate segments; clamped to the record.

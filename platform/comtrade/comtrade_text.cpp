@@ -143,8 +143,8 @@ std::string toUtf8(const std::string& text) {
     return out;
 }
 
-bool parseStamp(const std::string& date, const std::string& time, bool monthFirst,
-                int64_t& seconds, int32_t& micros) {
+bool parseStamp(const std::string& date, const std::string& time, bool monthFirst, int64_t& seconds,
+                int32_t& micros) {
     int64_t d[3];
     size_t dd[3];
     if (!threeNumbers(date, '/', d, dd)) return false;
@@ -160,7 +160,8 @@ bool parseStamp(const std::string& date, const std::string& time, bool monthFirs
     if (!toInt64(t.substr(0, c1), hh) || !toInt64(t.substr(c1 + 1, c2 - c1 - 1), mm)) return false;
     std::string sec = t.substr(c2 + 1);
     size_t dot = sec.find('.');
-    std::string whole = sec.substr(0, dot), frac = dot == std::string::npos ? "" : sec.substr(dot + 1);
+    std::string whole = sec.substr(0, dot),
+                frac = dot == std::string::npos ? "" : sec.substr(dot + 1);
     int64_t ss;
     if (!toInt64(whole, ss) || frac.size() > 9 ||
         frac.find_first_not_of("0123456789") != std::string::npos)
@@ -186,7 +187,8 @@ bool parseTimeCode(const std::string& s, int& minutes, bool& known) {
     }
     size_t h = t.find_first_of("hH", i);
     int64_t hours = 0, mins = 0;
-    if (!toInt64(t.substr(i, h == std::string::npos ? std::string::npos : h - i), hours)) return false;
+    if (!toInt64(t.substr(i, h == std::string::npos ? std::string::npos : h - i), hours))
+        return false;
     if (h != std::string::npos && !toInt64(t.substr(h + 1), mins)) return false;
     if (hours < 0 || hours > 24 || mins < 0 || mins > 59) return false;
     minutes = sign * int(hours * 60 + mins);

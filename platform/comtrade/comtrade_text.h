@@ -30,8 +30,8 @@ std::string toUtf8(const std::string& text);
 // nine fraction digits, kept to the microsecond) as Unix seconds and
 // microseconds, with no time-zone shift. A day or month out of range in the
 // expected order is tried the other way round. False when malformed.
-bool parseStamp(const std::string& date, const std::string& time, bool monthFirst,
-                int64_t& seconds, int32_t& micros);
+bool parseStamp(const std::string& date, const std::string& time, bool monthFirst, int64_t& seconds,
+                int32_t& micros);
 
 // Time code as in "-5h30", "+2", "0": minutes east of UTC. "x" or "" gives
 // known = false and 0. False when malformed.

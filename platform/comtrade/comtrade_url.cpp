@@ -46,7 +46,8 @@ bool safeRelative(const std::string& rel) {
     size_t start = 0;
     for (;;) {
         size_t slash = rel.find('/', start);
-        std::string seg = rel.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
+        std::string seg =
+            rel.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
         if (seg.empty() || seg == "..") return false;
         if (slash == std::string::npos) return true;
         start = slash + 1;
@@ -76,7 +77,8 @@ int CComtradeView::parseUrlToFilepath(const std::string& url, const std::string&
     std::string folder, file;
     if (!realPath(waveFolder, folder) || !realPath(folder + "/" + decoded, file)) return CT_ERR_URL;
     std::string prefix = folder == "/" ? folder : folder + "/";
-    if (file.compare(0, prefix.size(), prefix) != 0 || file.size() == prefix.size()) return CT_ERR_URL;
+    if (file.compare(0, prefix.size(), prefix) != 0 || file.size() == prefix.size())
+        return CT_ERR_URL;
     struct stat st;
     if (::stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return CT_ERR_URL;
     // A link may rename the file: the resolved name must still be a record's.

@@ -113,8 +113,10 @@ int CComtradeView::initialize(const std::string& path) {
     // Nothing is thrown to the caller: a record too large for the memory
     // left is an unreadable record.
     try {
-        if (ct::equalsNoCase(ext, ".cff")) st = loadSingleFile(path);
-        else if (ct::equalsNoCase(ext, ".cfg")) st = loadRecordSet(path);
+        if (ct::equalsNoCase(ext, ".cff"))
+            st = loadSingleFile(path);
+        else if (ct::equalsNoCase(ext, ".cfg"))
+            st = loadRecordSet(path);
         if (st == CT_OK) finish();
     } catch (const std::bad_alloc&) {
         st = CT_ERR_IO;
@@ -130,7 +132,8 @@ int CComtradeView::loadRecordSet(const std::string& path) {
     if (readFile(path, kMaxTextFile, text, nullptr) != CT_OK) return CT_ERR_IO;
     m_cfgText.assign(text.begin(), text.end());
     bool missing = false;
-    if (readSibling(path, ".dat", kMaxDataFile, m_bytes, missing) == CT_OK) m_datSize = m_bytes.size();
+    if (readSibling(path, ".dat", kMaxDataFile, m_bytes, missing) == CT_OK)
+        m_datSize = m_bytes.size();
     // No .hdr: an empty header that counts as loaded. A .hdr that is there
     // but cannot be read leaves the header unloaded.
     if (readSibling(path, ".hdr", kMaxTextFile, text, missing) == CT_OK || missing) {
@@ -152,9 +155,12 @@ int CComtradeView::loadSingleFile(const std::string& path) {
     bool sawCfg = false;
     auto closeSection = [&](size_t end) {
         std::string body(b + textStart, end - textStart);
-        if (current == "CFG") m_cfgText = body, sawCfg = true;
-        else if (current == "HDR") m_header.text = body, m_headerLoaded = true;
-        else if (current == "INF") m_inf = body;
+        if (current == "CFG")
+            m_cfgText = body, sawCfg = true;
+        else if (current == "HDR")
+            m_header.text = body, m_headerLoaded = true;
+        else if (current == "INF")
+            m_inf = body;
     };
     while (pos < size) {
         size_t start = pos;
@@ -172,7 +178,8 @@ int CComtradeView::loadSingleFile(const std::string& path) {
         m_datOffset = pos;
         m_datSize = size - pos;
         m_datDeclaredBinary = !ct::equalsNoCase(format, "ASCII");
-        if (m_datDeclaredBinary && bytes >= 0 && uint64_t(bytes) < m_datSize) m_datSize = size_t(bytes);
+        if (m_datDeclaredBinary && bytes >= 0 && uint64_t(bytes) < m_datSize)
+            m_datSize = size_t(bytes);
         current.clear();
         break;
     }
@@ -192,8 +199,8 @@ void CComtradeView::finish() {
     int64_t first, last;
     if (m_config.rates.empty() && m_datSize > 0 &&
         ct::firstLastStamps(m_config, dat, m_datSize, first, last) && last > first)
-        m_config.samplingRate = double(m_config.numberSamples - 1) * 1e6 /
-                                (double(last - first) * m_config.timeMult);
+        m_config.samplingRate =
+            double(m_config.numberSamples - 1) * 1e6 / (double(last - first) * m_config.timeMult);
     double offset = double(m_config.triggerTime.tv_sec - m_config.startTime.tv_sec) * 1e6 +
                     double(m_config.triggerTime.tv_usec - m_config.startTime.tv_usec);
     m_config.triggerIndex = ct::indexAtOffset(m_config, offset);

@@ -16,12 +16,12 @@ namespace toolkit {
 // Status values of every call below: 0 is success.
 enum comtrade_status_t {
     CT_OK = 0,
-    CT_ERR_URL = -1,         // URL refused or not naming a file below the folder
-    CT_ERR_IO = -2,          // file missing, unreadable or too large
-    CT_ERR_CONFIG = -3,      // .cfg text malformed (counts, missing lines, fields)
-    CT_ERR_DATA = -4,        // .dat absent, truncated or malformed
-    CT_ERR_HEADER = -5,      // .hdr present but unreadable or not text
-    CT_ERR_NOT_LOADED = -6   // called before a successful initialize
+    CT_ERR_URL = -1,        // URL refused or not naming a file below the folder
+    CT_ERR_IO = -2,         // file missing, unreadable or too large
+    CT_ERR_CONFIG = -3,     // .cfg text malformed (counts, missing lines, fields)
+    CT_ERR_DATA = -4,       // .dat absent, truncated or malformed
+    CT_ERR_HEADER = -5,     // .hdr present but unreadable or not text
+    CT_ERR_NOT_LOADED = -6  // called before a successful initialize
 };
 
 enum class WaveDataFormat { Ascii, Binary, Binary32, Float32 };
@@ -36,13 +36,13 @@ struct CWaveRate {
 // One analog channel line. Texts are trimmed of blanks and UTF-8 (names that
 // are not valid UTF-8 are taken as ISO-8859-1 and converted).
 struct CWaveAnalogChannelConfig {
-    int index = 0;            // An, as written
+    int index = 0;  // An, as written
     std::string name, phase, circuit, units;
     double a = 1, b = 0;      // value = a * raw + b
     double skew = 0;          // microseconds
     double min = 0, max = 0;  // raw limits as written; never used to reject data
     double primary = 1, secondary = 1;
-    char ps = 'P';            // 'P' or 'S': a*x+b yields primary or secondary values
+    char ps = 'P';  // 'P' or 'S': a*x+b yields primary or secondary values
     // Factor that turns a*x+b into primary values (primary/secondary for 'S').
     double toPrimary() const;
 };
@@ -57,23 +57,23 @@ struct CWaveDigitalChannelConfig {
 // recorder-local by the time-code field (2013) and are moved to UTC with it.
 struct CWaveConfigData {
     std::string stationId, deviceId;
-    int revision = 1991;             // 1991 when line 1 has no revision year
+    int revision = 1991;  // 1991 when line 1 has no revision year
     double lineFrequency = 0;
-    std::vector<CWaveRate> rates;    // empty when the file gives nrates = 0
+    std::vector<CWaveRate> rates;  // empty when the file gives nrates = 0
     // First segment's rate; with nrates = 0 the rate implied by the first and
     // last time stamps of the data (0 when there is no data to tell).
     double samplingRate = 0;
-    int64_t numberSamples = 0;       // last sample number of the file
+    int64_t numberSamples = 0;  // last sample number of the file
     timeval startTime{0, 0};
     timeval triggerTime{0, 0};
-    int triggerIndex = 0;            // 0-based sample nearest the trigger time
+    int triggerIndex = 0;  // 0-based sample nearest the trigger time
     WaveDataFormat format = WaveDataFormat::Ascii;
-    double timeMult = 1;             // time stamp unit, microseconds
-    int timeCodeMinutes = 0;         // offset of the file's times from UTC
-    int localCodeMinutes = 0;        // offset of local time from UTC
-    bool localCodeKnown = false;     // false for "x" or when absent
-    int timeQuality = 0;             // tmq_code, 0..15
-    int leapSecond = 0;              // 0..3
+    double timeMult = 1;          // time stamp unit, microseconds
+    int timeCodeMinutes = 0;      // offset of the file's times from UTC
+    int localCodeMinutes = 0;     // offset of local time from UTC
+    bool localCodeKnown = false;  // false for "x" or when absent
+    int timeQuality = 0;          // tmq_code, 0..15
+    int leapSecond = 0;           // 0..3
     std::vector<CWaveAnalogChannelConfig> analog;
     std::vector<CWaveDigitalChannelConfig> digital;
 };
@@ -100,7 +100,7 @@ struct CWaveDataHandle {
 // description key the first non-blank line stands for it. Without a trigger
 // index key the index derived from the configuration is used.
 class CWaveHeaderData {
-public:
+  public:
     // 0 on success; CT_ERR_HEADER when the text holds NUL bytes (not text)
     // or the handle is null.
     int fillData(const CWaveHeaderHandle* header);
@@ -113,7 +113,7 @@ public:
 // Decoded samples. Analog values are a*raw+b in single precision; a missing
 // value (empty ASCII field, 0x8000 / 0x80000000 binary) is NaN.
 class CWaveSampleData {
-public:
+  public:
     // Decodes every analog channel (and, unless analogOnly, the status
     // channels and sample times). 0 on success; CT_ERR_DATA when the data
     // holds fewer samples than the configuration's count or is malformed.
@@ -134,12 +134,12 @@ public:
     const std::vector<double>& times() const { return m_times; }
     size_t sampleCount() const { return m_count; }
 
-private:
+  private:
     friend struct SampleDecoder;
     size_t m_count = 0;
     std::vector<std::string> m_analogNames, m_digitalNames;
     mutable std::vector<std::vector<float>> m_analog;
-    const char* m_bytes = nullptr;             // set while columns wait to be decoded
+    const char* m_bytes = nullptr;  // set while columns wait to be decoded
     const CWaveConfigData* m_cfg = nullptr;
     std::vector<std::vector<uint8_t>> m_digital;
     std::vector<double> m_times;
@@ -148,7 +148,7 @@ private:
 // One opened record. Typical use: parseUrlToFilepath, initialize,
 // getConfigurationData, then the header and data handles.
 class CComtradeView {
-public:
+  public:
     CComtradeView() = default;
     // The handles point into the view, so it is neither copied nor moved.
     CComtradeView(const CComtradeView&) = delete;
@@ -183,13 +183,13 @@ public:
     // Why the latest failing call failed, for operators ("line 4: ...").
     const std::string& errorText() const { return m_error; }
 
-private:
+  private:
     int loadRecordSet(const std::string& path);
     int loadSingleFile(const std::string& path);
     void finish();
 
     std::string m_cfgText, m_inf, m_error;
-    std::vector<char> m_bytes;       // the .dat file, or the whole .cff
+    std::vector<char> m_bytes;  // the .dat file, or the whole .cff
     size_t m_datOffset = 0, m_datSize = 0;
     bool m_datDeclaredBinary = false;
     CWaveConfigData m_config;

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include <climits>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 
 #include "comtrade.h"
 #include "record_writer.h"
@@ -44,7 +44,8 @@ TEST(ComtradeBadData, TruncatedDataIsAnErrorNotAShortRecord) {
         GenRecord r = cttest::standardRecord(2013, fmt);
         std::string cfg = cttest::writeRecordSet(r, dir.path(), "rec");
         std::string dat = cttest::datBytes(r);
-        size_t cut = std::string(fmt) == "ASCII" ? dat.rfind('\n', dat.size() - 2) + 1 : dat.size() - 3;
+        size_t cut =
+            std::string(fmt) == "ASCII" ? dat.rfind('\n', dat.size() - 2) + 1 : dat.size() - 3;
         cttest::writeFile(dir.file("rec.dat"), dat.substr(0, cut));
         Outcome o = tryOpen(cfg);
         EXPECT_EQ(CT_OK, o.config) << fmt;
@@ -78,24 +79,25 @@ TEST(ComtradeBadData, AbsurdSampleCountsNeverAllocate) {
 
 TEST(ComtradeBadConfig, WrongCounts) {
     const char* lines[] = {
-        "22,3A,18D",                     // total is not the sum
-        "21,2A,19D",                     // one analog line read as status
-        "21,4A,17D",                     // one status line read as analog
+        "22,3A,18D",                        // total is not the sum
+        "21,2A,19D",                        // one analog line read as status
+        "21,4A,17D",                        // one status line read as analog
         "200000000,100000000A,100000000D",  // more channels than lines
         "999999999999,3A,18D",
-        "21,3,18",                       // counts without letters are accepted
+        "21,3,18",  // counts without letters are accepted
         "21,-3A,24D",
         "21,A,18D",
         "21",
     };
-    const int expected[] = {CT_ERR_CONFIG, CT_ERR_CONFIG, CT_ERR_CONFIG, CT_ERR_CONFIG,
-                            CT_ERR_CONFIG, CT_OK,         CT_ERR_CONFIG, CT_ERR_CONFIG,
-                            CT_ERR_CONFIG};
+    const int expected[] = {CT_ERR_CONFIG, CT_ERR_CONFIG, CT_ERR_CONFIG,
+                            CT_ERR_CONFIG, CT_ERR_CONFIG, CT_OK,
+                            CT_ERR_CONFIG, CT_ERR_CONFIG, CT_ERR_CONFIG};
     for (size_t i = 0; i < sizeof lines / sizeof lines[0]; ++i) {
         cttest::ScratchDir dir;
         GenRecord r = cttest::standardRecord(2013, "BINARY");
         r.countsLine = lines[i];
-        EXPECT_EQ(expected[i], tryOpen(cttest::writeRecordSet(r, dir.path(), "rec")).config) << lines[i];
+        EXPECT_EQ(expected[i], tryOpen(cttest::writeRecordSet(r, dir.path(), "rec")).config)
+            << lines[i];
     }
 }
 
@@ -120,12 +122,12 @@ TEST(ComtradeBadConfig, MalformedFields) {
         const char* from;
         const char* to;
     } rows[] = {
-        {",2013", ",2000"},                  // unknown revision
-        {"1,VA,,,A,0.5", "1,VA,,,A,abc"},    // multiplier not a number
+        {",2013", ",2000"},                                              // unknown revision
+        {"1,VA,,,A,0.5", "1,VA,,,A,abc"},                                // multiplier not a number
         {"0.5,-2,0,-99999,99999,1,1,P", "0.5,-2,0,-99999,99999,1,1,Q"},  // P/S flag
-        {"1,S1,,,0", "1,S1,,,2"},            // normal state
-        {"1000,50", "-1000,50"},             // negative rate
-        {"25/12/2020,13:45:10.123456", "31/02/2020,13:45:10.123456"},  // no such day
+        {"1,S1,,,0", "1,S1,,,2"},                                        // normal state
+        {"1000,50", "-1000,50"},                                         // negative rate
+        {"25/12/2020,13:45:10.123456", "31/02/2020,13:45:10.123456"},    // no such day
         {"25/12/2020,13:45:10.123456", "25/12/2020,25:45:10.123456"},
         {"25/12/2020,13:45:10.123456", "25/12/2020,13:45:10.1234567890"},
         {"BINARY\n", "BINARY64\n"},
@@ -181,7 +183,7 @@ TEST(ComtradeBadFiles, SingleFileAndMissingFiles) {
 
 // A wave folder with records, a sub-folder, a file outside and links.
 class ComtradeUrl : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         waves = outer.file("waves");
         ASSERT_EQ(0, mkdir(waves.c_str(), 0700));
@@ -192,7 +194,8 @@ protected:
         cttest::writeRecordSet(r, waves + "/2026-11", "feeder 3");
         cttest::writeCff(r, waves + "/2026-11", "single");
         cttest::writeRecordSet(r, outer.path(), "secret");
-        ASSERT_EQ(0, symlink((outer.path() + "/secret.cfg").c_str(), (waves + "/escape.cfg").c_str()));
+        ASSERT_EQ(0,
+                  symlink((outer.path() + "/secret.cfg").c_str(), (waves + "/escape.cfg").c_str()));
         ASSERT_EQ(0, symlink(outer.path().c_str(), (waves + "/up").c_str()));
         ASSERT_EQ(0, symlink("rec.cfg", (waves + "/alias.cfg").c_str()));
         ASSERT_EQ(0, symlink("rec.dat", (waves + "/datalias.cfg").c_str()));
@@ -246,10 +249,10 @@ TEST_F(ComtradeUrl, RefusedForms) {
         "rec.cfg%00.cfg",
         "rec%zz.cfg",
         "rec.cfg%",
-        "escape.cfg",      // link to a file outside
-        "up/secret.cfg",   // link to a folder outside
-        "datalias.cfg",    // link inside, but not to a record file
-        "dir.cfg",         // a folder
+        "escape.cfg",     // link to a file outside
+        "up/secret.cfg",  // link to a folder outside
+        "datalias.cfg",   // link inside, but not to a record file
+        "dir.cfg",        // a folder
         "http://host/rec.cfg",
     };
     for (const auto& url : rows) {

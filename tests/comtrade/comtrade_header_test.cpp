@@ -21,9 +21,12 @@ TEST(ComtradeHeader, Forms) {
         {"", "", "", kDerived},
         {"EventDescription=Phase A to ground\nTriggerChannel=IA\nTriggerIndex=120\n",
          "Phase A to ground", "IA", 120},
-        {"EventDescription=Breaker fail\r\nTriggerChannel=VB\r\nTriggerIndex=7", "Breaker fail", "VB", 7},
-        {"TriggerIndex = 12\rTriggerChannel = IC\rEventDescription = CR only\r", "CR only", "IC", 12},
-        {"[Event]\r\nEvent Type = Overcurrent\r\nTrigger Source: IB\r\n", "Overcurrent", "IB", kDerived},
+        {"EventDescription=Breaker fail\r\nTriggerChannel=VB\r\nTriggerIndex=7", "Breaker fail",
+         "VB", 7},
+        {"TriggerIndex = 12\rTriggerChannel = IC\rEventDescription = CR only\r", "CR only", "IC",
+         12},
+        {"[Event]\r\nEvent Type = Overcurrent\r\nTrigger Source: IB\r\n", "Overcurrent", "IB",
+         kDerived},
         {"Summary:\nEVENT = CG T\nTRIGGER = 51N\n", "CG T", "51N", kDerived},
         {"<?xml version=\"1.0\"?>\n<record><EventDescription>Breaker &amp; fault</EventDescription>"
          "<TriggerChannel>VA</TriggerChannel><Trigger_Index>7</Trigger_Index></record>",
@@ -31,7 +34,8 @@ TEST(ComtradeHeader, Forms) {
         {"<header><event type=\"x\">Reclose</event></header>", "Reclose", "", kDerived},
         {"Fault on feeder 3\nrecorded by unit 7\n", "Fault on feeder 3", "", kDerived},
         {"\n\n[Section]\n  first words  \n", "first words", "", kDerived},
-        {"EventDescription=\nComments=Cause of Trigger: Command\n", "Cause of Trigger: Command", "", kDerived},
+        {"EventDescription=\nComments=Cause of Trigger: Command\n", "Cause of Trigger: Command", "",
+         kDerived},
         {"Event=first\nEvent=second\n", "first", "", kDerived},
         {"TriggerIndex=abc\n", "TriggerIndex=abc", "", kDerived},
         {"TriggerIndex=-5\nEvent=x\n", "x", "", kDerived},
@@ -78,7 +82,8 @@ TEST(ComtradeHeader, HeaderFileAndSectionAreRead) {
     r.header = "EventDescription=Earth fault\nTriggerChannel=IB\nTriggerIndex=3";
     for (bool single : {false, true}) {
         CComtradeView view;
-        std::string path = single ? cttest::writeCff(r, dir.path(), "one") : cttest::writeRecordSet(r, dir.path(), "set");
+        std::string path = single ? cttest::writeCff(r, dir.path(), "one")
+                                  : cttest::writeRecordSet(r, dir.path(), "set");
         ASSERT_EQ(CT_OK, view.initialize(path));
         CWaveHeaderData h;
         ASSERT_EQ(CT_OK, h.fillData(view.headerHandle())) << single;
@@ -90,7 +95,8 @@ TEST(ComtradeHeader, HeaderFileAndSectionAreRead) {
 
 TEST(ComtradeHeader, UnreadableHeaderIsNotLoaded) {
     cttest::ScratchDir dir;
-    std::string cfg = cttest::writeRecordSet(cttest::standardRecord(2013, "BINARY"), dir.path(), "rec");
+    std::string cfg =
+        cttest::writeRecordSet(cttest::standardRecord(2013, "BINARY"), dir.path(), "rec");
     ASSERT_EQ(0, mkdir(dir.file("rec.hdr").c_str(), 0700));  // there, but no file to read
     CComtradeView view;
     ASSERT_EQ(CT_OK, view.initialize(cfg));

@@ -21,7 +21,8 @@ struct Opened {
     std::unique_ptr<CComtradeView> view = std::make_unique<CComtradeView>();
     CWaveConfigData cfg;
     CWaveSampleData samples;
-    int initStatus = CT_ERR_NOT_LOADED, cfgStatus = CT_ERR_NOT_LOADED, dataStatus = CT_ERR_NOT_LOADED;
+    int initStatus = CT_ERR_NOT_LOADED, cfgStatus = CT_ERR_NOT_LOADED,
+        dataStatus = CT_ERR_NOT_LOADED;
 };
 
 Opened openRecord(const std::string& path, bool analogOnly = false) {
@@ -51,9 +52,9 @@ struct FormatCase {
 };
 
 const FormatCase kFormats[] = {
-    {1991, "ASCII", WaveDataFormat::Ascii},     {1991, "BINARY", WaveDataFormat::Binary},
-    {1999, "ASCII", WaveDataFormat::Ascii},     {1999, "BINARY", WaveDataFormat::Binary},
-    {2013, "ASCII", WaveDataFormat::Ascii},     {2013, "BINARY", WaveDataFormat::Binary},
+    {1991, "ASCII", WaveDataFormat::Ascii},       {1991, "BINARY", WaveDataFormat::Binary},
+    {1999, "ASCII", WaveDataFormat::Ascii},       {1999, "BINARY", WaveDataFormat::Binary},
+    {2013, "ASCII", WaveDataFormat::Ascii},       {2013, "BINARY", WaveDataFormat::Binary},
     {2013, "BINARY32", WaveDataFormat::Binary32}, {2013, "FLOAT32", WaveDataFormat::Float32},
     {2013, "float32", WaveDataFormat::Float32},
 };
@@ -76,9 +77,11 @@ void expectMatchesGenerator(const GenRecord& r, const Opened& o) {
     for (const auto& d : r.digital) {
         const std::vector<uint8_t>* got = o.samples.digital(d.name);
         ASSERT_NE(nullptr, got) << d.name;
-        for (size_t k = 0; k < r.samples(); ++k) ASSERT_EQ(d.bits[k], (*got)[k]) << d.name << " " << k;
+        for (size_t k = 0; k < r.samples(); ++k)
+            ASSERT_EQ(d.bits[k], (*got)[k]) << d.name << " " << k;
     }
-    for (size_t k = 0; k < r.samples(); ++k) ASSERT_DOUBLE_EQ(double(k) * 1000.0, o.samples.times()[k]);
+    for (size_t k = 0; k < r.samples(); ++k)
+        ASSERT_DOUBLE_EQ(double(k) * 1000.0, o.samples.times()[k]);
 }
 
 TEST(ComtradeFormats, EveryRevisionAndFormatAsRecordSetAndSingleFile) {
@@ -108,12 +111,12 @@ TEST(ComtradeFormats, HandComputedValues) {
         size_t sample;
         float expected;
     } rows[] = {
-        {"BINARY", "VA", 3, -446.5f},       // raw -889
-        {"BINARY", "IB", 0, 0.5f},          // raw 0
-        {"BINARY32", "IB", 30, -8.41f},     // raw -891
-        {"ASCII", "Third", 10, -1262.0f},   // raw -631
-        {"FLOAT32", "VA", 3, -446.375f},    // raw -888.75
-        {"FLOAT32", "Third", 0, 2000.5f},   // raw 1000.25
+        {"BINARY", "VA", 3, -446.5f},      // raw -889
+        {"BINARY", "IB", 0, 0.5f},         // raw 0
+        {"BINARY32", "IB", 30, -8.41f},    // raw -891
+        {"ASCII", "Third", 10, -1262.0f},  // raw -631
+        {"FLOAT32", "VA", 3, -446.375f},   // raw -888.75
+        {"FLOAT32", "Third", 0, 2000.5f},  // raw 1000.25
     };
     for (const auto& row : rows) {
         cttest::ScratchDir dir;
@@ -123,10 +126,12 @@ TEST(ComtradeFormats, HandComputedValues) {
         const std::vector<float>* v = o.samples.analog(row.channel);
         ASSERT_NE(nullptr, v);
         EXPECT_FLOAT_EQ(row.expected, (*v)[row.sample]) << row.format << " " << row.channel;
-        EXPECT_EQ(nullptr, o.samples.digital("S1")) << "status channels are skipped with analogOnly";
+        EXPECT_EQ(nullptr, o.samples.digital("S1"))
+            << "status channels are skipped with analogOnly";
     }
     cttest::ScratchDir dir;
-    Opened o = openRecord(cttest::writeRecordSet(cttest::standardRecord(1999, "BINARY"), dir.path(), "r"));
+    Opened o =
+        openRecord(cttest::writeRecordSet(cttest::standardRecord(1999, "BINARY"), dir.path(), "r"));
     ASSERT_EQ(CT_OK, o.dataStatus);
     EXPECT_EQ(1, (*o.samples.digital("S2"))[2]);   // (2 + 1) % 3 == 0
     EXPECT_EQ(1, (*o.samples.digital("S18"))[1]);  // (1 + 17) % 3 == 0, second status word
@@ -140,9 +145,9 @@ TEST(ComtradeTimes, StartTriggerAndTimeCodes) {
         const char* timeCode;
         int shiftMinutes;  // UTC = written time - shift
     } rows[] = {
-        {2013, "25/12/2020", "0", 0},     {2013, "25/12/2020", "+1", 60},
+        {2013, "25/12/2020", "0", 0},        {2013, "25/12/2020", "+1", 60},
         {2013, "25/12/2020", "-5h30", -330}, {2013, "25/12/2020", "10h45", 645},
-        {1999, "25/12/2020", "", 0},      {1991, "12/25/20", "", 0},
+        {1999, "25/12/2020", "", 0},         {1991, "12/25/20", "", 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.date) + " " + row.timeCode);
@@ -200,7 +205,8 @@ TEST(ComtradeRates, TimeStampsWhenNoRateIsGiven) {
         const char* timeMult;
         int64_t stampStep;
         double rate;
-    } rows[] = {{"BINARY", "1", 625, 1600.0}, {"ASCII", "2", 500, 1000.0}, {"FLOAT32", "0.5", 4000, 500.0}};
+    } rows[] = {
+        {"BINARY", "1", 625, 1600.0}, {"ASCII", "2", 500, 1000.0}, {"FLOAT32", "0.5", 4000, 500.0}};
     for (const auto& row : rows) {
         cttest::ScratchDir dir;
         GenRecord r = cttest::standardRecord(2013, row.format, 40);
@@ -221,8 +227,8 @@ TEST(ComtradeNames, PaddingCaseAndForeignEncodings) {
     cttest::ScratchDir dir;
     GenRecord r = cttest::standardRecord(1999, "binary");
     r.pad = true;
-    r.station = "Esta\xe7\xe3o";             // ISO-8859-1
-    r.device = "Registro \xc3\xb3ptico";     // already UTF-8
+    r.station = "Esta\xe7\xe3o";          // ISO-8859-1
+    r.device = "Registro \xc3\xb3ptico";  // already UTF-8
     r.analog[0].units = "\xb0";
     Opened o = openRecord(cttest::writeRecordSet(r, dir.path(), "rec"));
     ASSERT_EQ(CT_OK, o.dataStatus) << o.view->errorText();
@@ -281,7 +287,8 @@ TEST(ComtradeScaling, MissingValuesAreNaN) {
     std::string path = cttest::writeRecordSet(ra, dir.path(), "asc");
     std::string zeros;
     for (int d = 0; d < 18; ++d) zeros += ",0";
-    cttest::writeFile(dir.file("asc.dat"), "1,0,5, ,7" + zeros + "\n2,1000,,6,8" + zeros + "\n3,2000,1,2,3" + zeros + "\n");
+    cttest::writeFile(dir.file("asc.dat"), "1,0,5, ,7" + zeros + "\n2,1000,,6,8" + zeros +
+                                               "\n3,2000,1,2,3" + zeros + "\n");
     Opened oa = openRecord(path);
     ASSERT_EQ(CT_OK, oa.dataStatus);
     EXPECT_TRUE(std::isnan((*oa.samples.analog("IB"))[0]));

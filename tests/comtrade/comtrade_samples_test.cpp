@@ -17,10 +17,12 @@ using namespace toolkit;
 
 namespace {
 
-std::string samples() { return COMTRADE_SAMPLES_DIR; }
+std::string samples() {
+    return COMTRADE_SAMPLES_DIR;
+}
 
 class ComtradeSamples : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         struct stat st;
         if (stat(samples().c_str(), &st) != 0)
@@ -80,7 +82,8 @@ TEST_F(ComtradeSamples, Ascii2013Baseline) {
     EXPECT_EQ(3, cfg.leapSecond);
     std::string dat = samples() + "/t01-2013-ascii-basic/sample_ascii.dat";
     for (size_t k : {size_t(0), size_t(17), size_t(39)})
-        EXPECT_FLOAT_EQ(float(0.1138916015625 * asciiField(dat, k, 2) + 0.05694580078125), analog("IA")[k]);
+        EXPECT_FLOAT_EQ(float(0.1138916015625 * asciiField(dat, k, 2) + 0.05694580078125),
+                        analog("IA")[k]);
     EXPECT_EQ(uint8_t(asciiField(dat, 13, 6)), (*data.digital("51A"))[13]);
     EXPECT_EQ(uint8_t(asciiField(dat, 12, 9)), (*data.digital("51N"))[12]);
 }
@@ -112,7 +115,8 @@ TEST_F(ComtradeSamples, Float32SingleFileWithCrlf) {
     // Times come from the rate, not from the file's time stamps.
     EXPECT_DOUBLE_EQ(10000.0, data.times()[1]);
     EXPECT_DOUBLE_EQ(3000000.0, data.times()[300]);
-    std::string file = cttest::readFile(samples() + "/t03-2013-float32-cff-crlf/sample_float32.cff");
+    std::string file =
+        cttest::readFile(samples() + "/t03-2013-float32-cff-crlf/sample_float32.cff");
     const char marker[] = "DAT FLOAT32: 4214 ---\r\n";
     size_t at = file.find(marker);
     ASSERT_NE(std::string::npos, at);
@@ -130,11 +134,13 @@ TEST_F(ComtradeSamples, BinaryLatin1NamesAndTimeMultiplier) {
     EXPECT_EQ("Oscil\xc3\xb3grafo", cfg.deviceId);
     EXPECT_EQ(WaveDataFormat::Binary, cfg.format);
     EXPECT_DOUBLE_EQ(0.00756699591875076, cfg.timeMult);
-    std::string dat = cttest::readFile(samples() + "/t04-2013-binary-latin1-timemult/sample_iso8859-1_bin.dat");
+    std::string dat =
+        cttest::readFile(samples() + "/t04-2013-binary-latin1-timemult/sample_iso8859-1_bin.dat");
     size_t rec = 8 + 4 * 2 + 2;
     ASSERT_EQ(40 * rec, dat.size());
     for (size_t k : {size_t(0), size_t(21)}) {
-        EXPECT_FLOAT_EQ(float(0.000832454560204436 * le16At(dat, k * rec + 8) + 3.64453125), analog("IA")[k]);
+        EXPECT_FLOAT_EQ(float(0.000832454560204436 * le16At(dat, k * rec + 8) + 3.64453125),
+                        analog("IA")[k]);
         EXPECT_FLOAT_EQ(float(0.000643023355481506 * le16At(dat, k * rec + 14) + 8.59881591796875),
                         analog("3I0")[k]);
     }
@@ -199,7 +205,8 @@ TEST_F(ComtradeSamples, PaddedBinaryWithTimeStampRate) {
     size_t off = 0;
     for (const auto& d : cfg.digital) off += d.name == "Off";
     EXPECT_EQ(49u, off);
-    std::string dat = cttest::readFile(samples() + "/t08-1999-binary-padded-fields-hdr/real_1999_bin.dat");
+    std::string dat =
+        cttest::readFile(samples() + "/t08-1999-binary-padded-fields-hdr/real_1999_bin.dat");
     size_t rec = 8 + 24 * 2 + 4 * 2;
     ASSERT_EQ(8000 * rec, dat.size());
     auto stamp = [&](size_t k) {

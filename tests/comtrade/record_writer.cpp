@@ -22,7 +22,9 @@ std::string num(double v) {
     return buf;
 }
 
-std::string field(const GenRecord& r, const std::string& s) { return r.pad ? "  " + s + "   " : s; }
+std::string field(const GenRecord& r, const std::string& s) {
+    return r.pad ? "  " + s + "   " : s;
+}
 
 std::string joinLine(const GenRecord& r, const std::vector<std::string>& fields) {
     std::string line;
@@ -32,16 +34,27 @@ std::string joinLine(const GenRecord& r, const std::vector<std::string>& fields)
 
 std::vector<std::string> cfgLines(const GenRecord& r) {
     std::vector<std::string> L;
-    if (r.revision == 1991) L.push_back(joinLine(r, {r.station, r.device}));
-    else L.push_back(joinLine(r, {r.station, r.device, std::to_string(r.revision)}));
+    if (r.revision == 1991)
+        L.push_back(joinLine(r, {r.station, r.device}));
+    else
+        L.push_back(joinLine(r, {r.station, r.device, std::to_string(r.revision)}));
     size_t na = r.analog.size(), nd = r.digital.size();
-    L.push_back(r.countsLine.empty() ? joinLine(r, {std::to_string(na + nd), std::to_string(na) + "A",
-                                                    std::to_string(nd) + "D"})
-                                     : r.countsLine);
+    L.push_back(r.countsLine.empty()
+                    ? joinLine(r, {std::to_string(na + nd), std::to_string(na) + "A",
+                                   std::to_string(nd) + "D"})
+                    : r.countsLine);
     for (size_t i = 0; i < na; ++i) {
         const GenAnalog& a = r.analog[i];
-        std::vector<std::string> f = {std::to_string(i + 1), a.name, "", "", a.units, num(a.a),
-                                      num(a.b), "0", "-99999", "99999"};
+        std::vector<std::string> f = {std::to_string(i + 1),
+                                      a.name,
+                                      "",
+                                      "",
+                                      a.units,
+                                      num(a.a),
+                                      num(a.b),
+                                      "0",
+                                      "-99999",
+                                      "99999"};
         if (r.revision != 1991) {
             f.push_back(num(a.primary));
             f.push_back(num(a.secondary));
@@ -50,13 +63,16 @@ std::vector<std::string> cfgLines(const GenRecord& r) {
         L.push_back(joinLine(r, f));
     }
     for (size_t i = 0; i < nd; ++i) {
-        if (r.revision == 1991) L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "0"}));
-        else L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "", "", "0"}));
+        if (r.revision == 1991)
+            L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "0"}));
+        else
+            L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "", "", "0"}));
     }
     L.push_back("50");
     L.push_back(std::to_string(r.rates.size()));
     if (r.rates.empty()) L.push_back(joinLine(r, {"0", std::to_string(r.samples())}));
-    for (const auto& rate : r.rates) L.push_back(joinLine(r, {num(rate.first), std::to_string(rate.second)}));
+    for (const auto& rate : r.rates)
+        L.push_back(joinLine(r, {num(rate.first), std::to_string(rate.second)}));
     L.push_back(joinLine(r, {r.startDate, r.startTime}));
     L.push_back(joinLine(r, {r.triggerDate, r.triggerTime}));
     L.push_back(field(r, r.format));
@@ -104,8 +120,10 @@ std::string datBytes(const GenRecord& r) {
         put32(out, uint32_t(k + 1));
         put32(out, uint32_t(r.stamps[k]));
         for (const auto& a : r.analog) {
-            if (r.format == "BINARY") put16(out, uint16_t(int16_t(a.raw[k])));
-            else if (r.format == "BINARY32") put32(out, uint32_t(int32_t(a.raw[k])));
+            if (r.format == "BINARY")
+                put16(out, uint16_t(int16_t(a.raw[k])));
+            else if (r.format == "BINARY32")
+                put32(out, uint32_t(int32_t(a.raw[k])));
             else {
                 float f = float(a.raw[k]);
                 uint32_t u;
@@ -150,7 +168,8 @@ std::string writeCff(const GenRecord& r, const std::string& dir, const std::stri
     out += "--- file type: INF ---" + e + "--- file type: HDR ---" + e;
     if (r.withHeader) out += r.header + e;
     bool ascii = r.format == "ASCII" || r.format == "ascii";
-    out += "--- file type: DAT " + r.format + (ascii ? "" : ": " + std::to_string(dat.size())) + " ---" + e;
+    out += "--- file type: DAT " + r.format + (ascii ? "" : ": " + std::to_string(dat.size())) +
+           " ---" + e;
     out += dat;
     std::string path = dir + "/" + stem + ".cff";
     writeFile(path, out);

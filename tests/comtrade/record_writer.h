@@ -36,12 +36,12 @@ struct GenRecord {
     std::string triggerDate = "25/12/2020", triggerTime = "13:45:10.143456";
     std::string timeMult = "1", timeCode = "0", localCode = "0", quality = "0,0";
     std::string eol = "\n";
-    bool pad = false;          // blanks around every configuration field
-    std::string header;        // .hdr text / HDR section
+    bool pad = false;    // blanks around every configuration field
+    std::string header;  // .hdr text / HDR section
     bool withHeader = false;
     // Overrides for broken files: replace the counts line, drop a line.
-    std::string countsLine;    // "" = computed
-    int dropCfgLine = -1;      // 0-based configuration line to leave out
+    std::string countsLine;  // "" = computed
+    int dropCfgLine = -1;    // 0-based configuration line to leave out
 
     size_t samples() const { return stamps.size(); }
 };
@@ -67,7 +67,7 @@ GenRecord standardRecord(int revision, const std::string& format, size_t n = 50)
 // A fresh folder under the test temporary directory; removed by the
 // destructor.
 class ScratchDir {
-public:
+  public:
     ScratchDir();
     ~ScratchDir();
     ScratchDir(const ScratchDir&) = delete;
@@ -75,7 +75,7 @@ public:
     const std::string& path() const { return m_path; }
     std::string file(const std::string& name) const { return m_path + "/" + name; }
 
-private:
+  private:
     std::string m_path;
 };
 

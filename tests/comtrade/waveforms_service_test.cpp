@@ -16,14 +16,15 @@
 namespace {
 
 std::string configRequest(const std::string& url, const std::string& options = "") {
-    return wstest::envelope("<nsdx:getWaveformConfig><options>" + options + "</options><url>" + url +
-                            "</url></nsdx:getWaveformConfig>");
+    return wstest::envelope("<nsdx:getWaveformConfig><options>" + options + "</options><url>" +
+                            url + "</url></nsdx:getWaveformConfig>");
 }
 
 std::string dataRequest(const std::string& url, const std::string& channel,
                         const std::string& options = "") {
-    return wstest::envelope("<nsdx:getWaveformData><request><options>" + options + "</options><url>" +
-                            url + "</url><channel>" + channel + "</channel></request></nsdx:getWaveformData>");
+    return wstest::envelope("<nsdx:getWaveformData><request><options>" + options +
+                            "</options><url>" + url + "</url><channel>" + channel +
+                            "</channel></request></nsdx:getWaveformData>");
 }
 
 // All <tag> texts of `xml`, in order.
@@ -39,12 +40,13 @@ std::vector<std::string> allTexts(const std::string& xml, const std::string& tag
 }
 
 class WaveformService : public ::testing::Test {
-protected:
+  protected:
     std::string waves() { return gw.global().waveFolder; }
     std::string config(const std::string& url, const std::string& options = "") {
         return wstest::dispatch(configRequest(url, options), &gw.global());
     }
-    std::string data(const std::string& url, const std::string& channel, const std::string& options = "") {
+    std::string data(const std::string& url, const std::string& channel,
+                     const std::string& options = "") {
         return wstest::dispatch(dataRequest(url, channel, options), &gw.global());
     }
     wstest::TestGateway gw;
@@ -65,7 +67,8 @@ TEST_F(WaveformService, ConfigurationOfARecord) {
     EXPECT_EQ("IB", wstest::elementText(xml, "triggerChannel"));
     EXPECT_EQ("20", wstest::elementText(xml, "triggerIndex"));
     EXPECT_EQ("1000", wstest::elementText(xml, "samplingRate"));
-    EXPECT_EQ("2048", wstest::elementText(xml, "numberSamples")) << "fixed, whatever the record holds";
+    EXPECT_EQ("2048", wstest::elementText(xml, "numberSamples"))
+        << "fixed, whatever the record holds";
     struct tm t = {};
     t.tm_year = 120;
     t.tm_mon = 11;
@@ -75,7 +78,8 @@ TEST_F(WaveformService, ConfigurationOfARecord) {
     t.tm_sec = 10;
     timeval start{timegm(&t), 123456};
     EXPECT_EQ(std::to_string(qel_UNIXtoQELtime64(&start)), wstest::elementText(xml, "startTime"));
-    EXPECT_EQ(std::to_string(qel_UNIXtoQELtime64(&start) + 20000), wstest::elementText(xml, "triggerTime"));
+    EXPECT_EQ(std::to_string(qel_UNIXtoQELtime64(&start) + 20000),
+              wstest::elementText(xml, "triggerTime"));
     EXPECT_EQ((std::vector<std::string>{"VA", "IB", "Third"}), allTexts(xml, "analogChannelNames"));
     std::vector<std::string> digital = allTexts(xml, "digitalChannelNames");
     ASSERT_EQ(18u, digital.size());
@@ -99,7 +103,8 @@ TEST_F(WaveformService, DataOfAChannel) {
         std::vector<std::string> values = allTexts(xml, "data");
         ASSERT_EQ(77u, values.size()) << "as many values as the record's samples";
         for (size_t k = 0; k < values.size(); ++k)
-            ASSERT_FLOAT_EQ(float(0.01 * r.analog[1].raw[k] + 0.5), std::strtof(values[k].c_str(), nullptr))
+            ASSERT_FLOAT_EQ(float(0.01 * r.analog[1].raw[k] + 0.5),
+                            std::strtof(values[k].c_str(), nullptr))
                 << fmt << " sample " << k;
     }
 }
@@ -149,7 +154,8 @@ TEST_F(WaveformService, ErrorTexts) {
     };
     for (const auto& row : rows) {
         std::string xml = row.isData ? data(row.url, row.channel) : config(row.url);
-        EXPECT_EQ(row.expected, wstest::elementText(xml, "result")) << row.url << " " << row.channel;
+        EXPECT_EQ(row.expected, wstest::elementText(xml, "result"))
+            << row.url << " " << row.channel;
         if (row.expected != "OK") {
             EXPECT_EQ(0, wstest::countElements(xml, "data")) << row.url;
         }
@@ -172,15 +178,17 @@ TEST_F(WaveformService, OptionsShapeTheErrorText) {
 
 TEST_F(WaveformService, RequestWithoutFields) {
     std::string xml = wstest::dispatch(wstest::envelope("<nsdx:getWaveformConfig/>"), &gw.global());
-    EXPECT_EQ("? 33 Argument Invalid/Not Supported : Cannot parse URL", wstest::elementText(xml, "result"));
+    EXPECT_EQ("? 33 Argument Invalid/Not Supported : Cannot parse URL",
+              wstest::elementText(xml, "result"));
     xml = wstest::dispatch(wstest::envelope("<nsdx:getWaveformData/>"), &gw.global());
-    EXPECT_EQ("? 33 Argument Invalid/Not Supported : Cannot parse URL", wstest::elementText(xml, "result"));
+    EXPECT_EQ("? 33 Argument Invalid/Not Supported : Cannot parse URL",
+              wstest::elementText(xml, "result"));
 }
 
 TEST_F(WaveformService, ForeignNamesReachTheClientIntact) {
     cttest::GenRecord r = cttest::standardRecord(2013, "BINARY", 5);
-    r.station = "Esta\xe7\xe3o";        // ISO-8859-1 in the file
-    r.analog[0].name = "V\xc3\xa1";     // UTF-8 in the file
+    r.station = "Esta\xe7\xe3o";         // ISO-8859-1 in the file
+    r.analog[0].name = "V\xc3\xa1";      // UTF-8 in the file
     r.analog[1].name = "\xce\xa9 load";  // beyond ISO-8859-1
     cttest::writeRecordSet(r, waves(), "latin");
     std::string xml = config("latin.cfg");

@@ -50,18 +50,24 @@ void listRecords(const std::string& root, const std::string& rel, int depth,
         std::string relPath = rel.empty() ? name : rel + "/" + name;
         struct stat st;
         if (lstat((root + "/" + relPath).c_str(), &st) != 0) continue;
-        if (S_ISDIR(st.st_mode)) listRecords(root, relPath, depth + 1, out);
-        else if (S_ISREG(st.st_mode) && hasRecordExt(name)) out.push_back(relPath);
+        if (S_ISDIR(st.st_mode))
+            listRecords(root, relPath, depth + 1, out);
+        else if (S_ISREG(st.st_mode) && hasRecordExt(name))
+            out.push_back(relPath);
     }
     closedir(d);
 }
 
 const char* formatName(toolkit::WaveDataFormat f) {
     switch (f) {
-    case toolkit::WaveDataFormat::Ascii: return "ASCII";
-    case toolkit::WaveDataFormat::Binary: return "BINARY";
-    case toolkit::WaveDataFormat::Binary32: return "BINARY32";
-    default: return "FLOAT32";
+        case toolkit::WaveDataFormat::Ascii:
+            return "ASCII";
+        case toolkit::WaveDataFormat::Binary:
+            return "BINARY";
+        case toolkit::WaveDataFormat::Binary32:
+            return "BINARY32";
+        default:
+            return "FLOAT32";
     }
 }
 
@@ -73,7 +79,8 @@ bool openRecord(const char* folder, const char* url, toolkit::CComtradeView& vie
         std::fprintf(stderr, "wavetool: %s: not a record below %s \n", url, folder);
         return false;
     }
-    if (view.initialize(path) != toolkit::CT_OK || view.getConfigurationData(cfg) != toolkit::CT_OK) {
+    if (view.initialize(path) != toolkit::CT_OK ||
+        view.getConfigurationData(cfg) != toolkit::CT_OK) {
         std::fprintf(stderr, "wavetool: %s: %s \n", url, view.errorText().c_str());
         return false;
     }
@@ -97,7 +104,8 @@ int cmdConfig(const char* folder, const char* url) {
                 c.deviceId.c_str(), c.revision, formatName(c.format));
     std::printf("line frequency: %g\nsampling rate: %.10g\nsamples: %lld\n", c.lineFrequency,
                 c.samplingRate, (long long)c.numberSamples);
-    for (const auto& r : c.rates) std::printf("rate: %.10g up to sample %lld\n", r.rate, (long long)r.lastSample);
+    for (const auto& r : c.rates)
+        std::printf("rate: %.10g up to sample %lld\n", r.rate, (long long)r.lastSample);
     printTime("start", c.startTime);
     printTime("trigger", c.triggerTime);
     std::printf("trigger index: %d\ntime multiplier: %g\n", c.triggerIndex, c.timeMult);
@@ -116,7 +124,8 @@ int cmdConfig(const char* folder, const char* url) {
     return 0;
 }
 
-int cmdSamples(const char* folder, const char* url, const std::string& channel, long first, long count) {
+int cmdSamples(const char* folder, const char* url, const std::string& channel, long first,
+               long count) {
     toolkit::CComtradeView view;
     toolkit::CWaveConfigData c;
     if (!openRecord(folder, url, view, c)) return 1;
@@ -134,8 +143,10 @@ int cmdSamples(const char* folder, const char* url, const std::string& channel, 
     size_t n = s.sampleCount(), begin = size_t(std::max(0L, first));
     size_t end = count < 0 ? n : std::min(n, begin + size_t(count));
     for (size_t i = begin; i < end; ++i) {
-        if (analog) std::printf("%zu %.3f %.9g\n", i, s.times()[i], double((*analog)[i]));
-        else std::printf("%zu %.3f %d\n", i, s.times()[i], int((*digital)[i]));
+        if (analog)
+            std::printf("%zu %.3f %.9g\n", i, s.times()[i], double((*analog)[i]));
+        else
+            std::printf("%zu %.3f %d\n", i, s.times()[i], int((*digital)[i]));
     }
     return 0;
 }

@@ -25,8 +25,8 @@ std::vector<std::string> generatedSeeds() {
     struct {
         int rev;
         const char* fmt;
-    } kinds[] = {{1991, "ASCII"},  {1991, "BINARY"},   {1999, "ASCII"},   {1999, "BINARY"},
-                 {2013, "ASCII"},  {2013, "BINARY"},   {2013, "BINARY32"}, {2013, "FLOAT32"}};
+    } kinds[] = {{1991, "ASCII"}, {1991, "BINARY"}, {1999, "ASCII"},    {1999, "BINARY"},
+                 {2013, "ASCII"}, {2013, "BINARY"}, {2013, "BINARY32"}, {2013, "FLOAT32"}};
     for (const auto& k : kinds) {
         cttest::GenRecord r = cttest::standardRecord(k.rev, k.fmt, 12);
         seeds.push_back(cttest::cfgText(r) + "\n#DAT\n" + cttest::datBytes(r));
@@ -52,8 +52,10 @@ void sampleSeeds(const std::string& dir, std::vector<std::string>& seeds) {
         if (S_ISDIR(st.st_mode)) {
             sampleSeeds(path, seeds);
         } else if (name.size() > 4 && name.substr(name.size() - 4) == ".cff") {
-            seeds.push_back(std::string(1, '\0') + cttest::readFile(path));  // first byte 0: as .cff
-        } else if (name.size() > 4 && name.substr(name.size() - 4) == ".cfg" && st.st_size < 65536) {
+            seeds.push_back(std::string(1, '\0') +
+                            cttest::readFile(path));  // first byte 0: as .cff
+        } else if (name.size() > 4 && name.substr(name.size() - 4) == ".cfg" &&
+                   st.st_size < 65536) {
             std::string dat = cttest::readFile(path.substr(0, path.size() - 4) + ".dat");
             seeds.push_back(cttest::readFile(path) + "\n#DAT\n" + dat.substr(0, 4096));
         }
@@ -73,19 +75,32 @@ struct Rng {
 };
 
 void mutate(std::string& in, Rng& rng) {
-    static const char* const tokens[] = {",", "\n", "\r", "\r\n", "-", "99999999999", "0", "--- file type: DAT BINARY: 99999 ---\n",
-                                         "4294967295", "1e308", "x", "/", ":", "2013", "BINARY32", "\n#DAT\n"};
+    static const char* const tokens[] = {
+        ",",          "\n",          "\r",       "\r\n",
+        "-",          "99999999999", "0",        "--- file type: DAT BINARY: 99999 ---\n",
+        "4294967295", "1e308",       "x",        "/",
+        ":",          "2013",        "BINARY32", "\n#DAT\n"};
     size_t pos = rng.below(in.size() + 1);
     switch (rng.below(6)) {
-    case 0: if (!in.empty()) in[rng.below(in.size())] = char(rng.next()); break;
-    case 1: in.insert(pos, 1, char(rng.next())); break;
-    case 2: in.erase(pos, rng.below(16)); break;
-    case 3: in.insert(pos, tokens[rng.below(sizeof tokens / sizeof tokens[0])]); break;
-    case 4: in.resize(rng.below(in.size() + 1)); break;
-    default: {
-        size_t from = rng.below(in.size() + 1), len = rng.below(64);
-        in.insert(pos, in.substr(from, len));
-    }
+        case 0:
+            if (!in.empty()) in[rng.below(in.size())] = char(rng.next());
+            break;
+        case 1:
+            in.insert(pos, 1, char(rng.next()));
+            break;
+        case 2:
+            in.erase(pos, rng.below(16));
+            break;
+        case 3:
+            in.insert(pos, tokens[rng.below(sizeof tokens / sizeof tokens[0])]);
+            break;
+        case 4:
+            in.resize(rng.below(in.size() + 1));
+            break;
+        default: {
+            size_t from = rng.below(in.size() + 1), len = rng.below(64);
+            in.insert(pos, in.substr(from, len));
+        }
     }
 }
 
@@ -105,15 +120,18 @@ int main(int argc, char** argv) {
     auto start = std::chrono::steady_clock::now();
     Rng rng{0x9E3779B97F4A7C15ull};
     long done = 0;
-    for (const auto& s : seeds) LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(s.data()), s.size());
+    for (const auto& s : seeds)
+        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(s.data()), s.size());
     for (; done < rounds; ++done) {
         if (done % 256 == 0 &&
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > seconds)
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() >
+                seconds)
             break;
         std::string in = seeds[rng.below(seeds.size())];
         for (size_t m = 1 + rng.below(8); m > 0; --m) mutate(in, rng);
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(in.data()), in.size());
     }
-    std::printf("comtrade fuzz driver: %zu seeds, %ld mutated inputs, no crash\n", seeds.size(), done);
+    std::printf("comtrade fuzz driver: %zu seeds, %ld mutated inputs, no crash\n", seeds.size(),
+                done);
     return 0;
 }

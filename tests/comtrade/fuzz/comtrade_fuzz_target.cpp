@@ -37,7 +37,8 @@ void asSingleFile(const uint8_t* data, size_t size) {
     static std::string path;
     if (path.empty()) {
         const char* tmp = std::getenv("TMPDIR");
-        path = std::string(tmp && *tmp ? tmp : "/tmp") + "/comtrade_fuzz_" + std::to_string(getpid()) + ".cff";
+        path = std::string(tmp && *tmp ? tmp : "/tmp") + "/comtrade_fuzz_" +
+               std::to_string(getpid()) + ".cff";
     }
     FILE* f = std::fopen(path.c_str(), "wb");
     if (!f) return;
