@@ -77,6 +77,12 @@ bool sectionMarker(const std::string& line, std::string& type, std::string& form
     if (t.compare(0, 3, "---") != 0) return false;
     size_t colon = t.find(':');
     if (colon == std::string::npos) return false;
+    // Only "--- file type: ..." opens a section; header text may hold
+    // other lines that start with dashes.
+    std::string lead;
+    for (char c : t.substr(3, colon - 3))
+        if (c != ' ' && c != '-') lead += char(std::tolower(static_cast<unsigned char>(c)));
+    if (lead != "filetype") return false;
     std::string body = ct::trim(t.substr(colon + 1));
     while (!body.empty() && body.back() == '-') body.pop_back();
     size_t second = body.find(':');

@@ -79,7 +79,8 @@ TEST(ComtradeHeader, HeaderFileAndSectionAreRead) {
     cttest::ScratchDir dir;
     cttest::GenRecord r = cttest::standardRecord(2013, "ASCII");
     r.withHeader = true;
-    r.header = "EventDescription=Earth fault\nTriggerChannel=IB\nTriggerIndex=3";
+    r.header =
+        "--- Summary: relay 7 ---\nEventDescription=Earth fault\nTriggerChannel=IB\nTriggerIndex=3";
     for (bool single : {false, true}) {
         CComtradeView view;
         std::string path = single ? cttest::writeCff(r, dir.path(), "one")
