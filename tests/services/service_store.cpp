@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 
 using toolkit::CElement;
@@ -20,6 +21,14 @@ void removeTree(const std::string& dir)
 }
 
 }  // namespace
+
+std::string rowName(const char* description)
+{
+    std::string name(description);
+    for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return name;
+}
 
 void ServiceStore::SetUp()
 {

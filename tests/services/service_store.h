@@ -49,5 +49,9 @@ protected:
     struct soap* soap_ = nullptr;
 };
 
+// Test name of a table row: its description with every character that is
+// not a letter or digit turned into '_'.
+std::string rowName(const char* description);
+
 // Timestamp given to the fixture's "/Meters/M1/Value".
 extern const timeval kM1Stamp;

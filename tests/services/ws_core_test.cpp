@@ -88,7 +88,8 @@ TEST_P(ReadTest, GetValuesGivesTheSameReplyPerPath)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, ReadTest, ::testing::ValuesIn(kReadRows));
+INSTANTIATE_TEST_SUITE_P(Rows, ReadTest, ::testing::ValuesIn(kReadRows),
+                         [](const auto& info) { return rowName(info.param.name); });
 
 using GetValuesTest = ServiceStore;
 

@@ -193,7 +193,8 @@ TEST_P(SetValueTest, ReplyAndStoredValue)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, SetValueTest, ::testing::ValuesIn(kSetValueRows));
+INSTANTIATE_TEST_SUITE_P(Rows, SetValueTest, ::testing::ValuesIn(kSetValueRows),
+                         [](const auto& info) { return rowName(info.param.name); });
 
 using SetValueStoreTest = ServiceStore;
 
@@ -292,7 +293,8 @@ TEST_P(SetLeafTest, ReplyAndStoredValue)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, SetLeafTest, ::testing::ValuesIn(kSetLeafRows));
+INSTANTIATE_TEST_SUITE_P(Rows, SetLeafTest, ::testing::ValuesIn(kSetLeafRows),
+                         [](const auto& info) { return rowName(info.param.name); });
 
 using SetLeafStoreTest = ServiceStore;
 
