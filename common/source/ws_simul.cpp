@@ -221,8 +221,9 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__getSubscribedNodes(struct soap* soap,
     if (children.empty() || children[0].compare(0, 2, "? ") == 0) return SOAP_OK;
     out.reserve(children.size());
     for (const std::string& child : children) {
-        // Child names are never empty in the store, so at(0) always has a
-        // character to look at.
+        // An empty element (a child name holding ";;") makes at(0) throw
+        // std::out_of_range; this operation does not catch it, the request
+        // loop turns it into a fault.
         if (child.at(0) == '?') {
             out.push_back(child);
         } else {

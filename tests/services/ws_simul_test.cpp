@@ -175,6 +175,14 @@ TEST_F(SimulTest, SubscribedNodes)
               Strings({"? 28 No match for SubscriberId : No subscriptionId given"}));
 }
 
+TEST_F(SimulTest, SubscribedNodesWithAnEmptyListElementThrows)
+{
+    // A child name with ";;" splits into an empty element; the out-of-range
+    // error leaves the handler and the request loop answers with a fault.
+    node("/Software/Data Servers/WS-Publisher/Subscriptions/S4/RTNodes/a;;b");
+    EXPECT_THROW(subscribedNodes("S4"), std::out_of_range);
+}
+
 TEST(SimulHelpers, LeafPathAndResetText)
 {
     EXPECT_EQ(dsv_leafPath("/A/B", "Units"), "/A/B/Units");
