@@ -72,23 +72,3 @@ int nsdx__getTrendData(struct soap *soap,
 {
     return notAvailable(soap, "nsdx:getTrendData is not available in this build");
 }
-
-// ---- Device commands ----
-
-int nsc3__sendDeviceCmd(struct soap *soap,
-    std::string *,
-    std::string *,
-    nsc3__sendCmd_s *,
-    nsc3__sendDeviceCmdResponse &)
-{
-    return notAvailable(soap, "nsc3:sendDeviceCmd is not available in this build");
-}
-
-int nsc3__getDeviceCmdResult(struct soap *soap,
-    std::string *,
-    std::string *,
-    int,
-    nsc3__getDeviceCmdResultResponse &)
-{
-    return notAvailable(soap, "nsc3:getDeviceCmdResult is not available in this build");
-}
