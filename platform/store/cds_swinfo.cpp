@@ -15,13 +15,23 @@ namespace {
 const char* const kStatusStates = "Unknown;Starting;Stopped;Failed;Running";
 const char* const kErrorStates = "None;Store;Config";
 
-// Creates point node `node` with the given text leaves (only when it is new),
-// then writes its Value; one transaction.
-int write_point(toolkit::CCds* cds, const std::string& node, const CElement& value,
+// Canonical form of a node path ("/A/B/" is "/A/B"); false when it is none.
+bool canonical(const std::string& path, std::string& out) {
+    path_syntax::Parsed p;
+    if (!path_syntax::parse(path, p) || p.colon) return false;
+    out = p.head;
+    return true;
+}
+
+// Creates point node `nodeIn` with the given text leaves (only when it is
+// new), then writes its Value; one transaction.
+int write_point(toolkit::CCds* cds, const std::string& nodeIn, const CElement& value,
                 const char* valueType, const char* states) {
     dsv_handle* h = cds ? cds->handle() : nullptr;
     int st = cds_store::ensure(h);
     if (st != API_SUCCESS) return st;
+    std::string node;
+    if (!canonical(nodeIn, node)) return API_BAD_PATH;
     cds_store::Txn t(h, true);
     if (t.rc() != SQLITE_OK) return platform_sql::status_of(t.rc());
     int64_t id = 0;
@@ -73,7 +83,8 @@ int CCds_SwInfo::UpdateIntValue(const tk_string& path, const tk_string& name, in
     dsv_handle* h = m_cds ? m_cds->handle() : nullptr;
     int st = cds_store::ensure(h);
     if (st != API_SUCCESS) return st;
-    std::string node = point_path(path, name);
+    std::string node;
+    if (!canonical(point_path(path, name), node)) return API_BAD_PATH;
     cds_store::Txn t(h, true);
     if (t.rc() != SQLITE_OK) return platform_sql::status_of(t.rc());
     int64_t id = 0;
