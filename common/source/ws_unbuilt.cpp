@@ -50,25 +50,3 @@ int nsdx__getActiveAlarms(struct soap *soap,
 {
     return notAvailable(soap, "nsdx:getActiveAlarms is not available in this build");
 }
-
-// ---- Trends ----
-
-int nsdx__getTrendPeriods(struct soap *soap, std::string *, nsdx__getTrendPeriodsResponse &)
-{
-    return notAvailable(soap, "nsdx:getTrendPeriods is not available in this build");
-}
-
-int nsdx__getDeviceTrendParams(struct soap *soap,
-    std::string *,
-    std::string *,
-    nsdx__getDeviceTrendParamsResponse &)
-{
-    return notAvailable(soap, "nsdx:getDeviceTrendParams is not available in this build");
-}
-
-int nsdx__getTrendData(struct soap *soap,
-    nsdx__getTrendDataRequest *,
-    nsdx__getTrendDataResponse &)
-{
-    return notAvailable(soap, "nsdx:getTrendData is not available in this build");
-}
