@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "alarms.h"
 #include "cds_api.h"
 #include "store_ops.h"
 
@@ -17,15 +18,15 @@ tk_string CEvent::format_source_string(const tk_string& who, const char* user,
     return who + " " + u + "@" + a;
 }
 
-// The alarm table does not exist yet: no acknowledgement can name a known
-// alarm, so each is refused with 12; other events are accepted and dropped.
+// Alarm and acknowledgement events go to the alarm table (alarms_intake.cpp);
+// other events are accepted and dropped.
 int CCds::events_send(const std::vector<CEvent>& events, std::vector<api_status_t>& statuses) {
     statuses.assign(events.size(), api_status_t());
     int st = cds_store::ensure(m_handle);
+    cds_alarms::Intake intake(*this);
     for (size_t i = 0; i < events.size(); ++i) {
-        int code = st != API_SUCCESS ? st
-                   : events[i].type == CEvent::EVT_ACK ? API_UNKNOWN_ALARM
-                                                       : API_SUCCESS;
+        bool alarm = events[i].type == CEvent::EVT_ALARM || events[i].type == CEvent::EVT_ACK;
+        int code = st != API_SUCCESS ? st : alarm ? intake.apply(events[i]) : API_SUCCESS;
         cds_store::set_status(statuses[i], code);
     }
     return st == API_SUCCESS ? 0 : -1;

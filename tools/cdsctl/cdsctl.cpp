@@ -33,6 +33,9 @@ const char* const kUsage =
     "  rm PATH                      remove a node and its subtree\n"
     "  import FILE.json             import nodes and leaves (all or nothing)\n"
     "  export [PATH]                write the subtree at PATH (default /) as JSON\n"
+    "  alarms                       list the alarm table and the alarm log's location\n"
+    "  raise ID PATH VALUE [PRIO]   raise alarm ID (a number) on PATH, or change it\n"
+    "  clear ID [VALUE]             clear alarm ID's condition\n"
     "The store is FILE, else $CDS_STORE, else cds.db in the working directory.\n"
     "Exit status: 0 success, 1 operation failed, 2 usage error.\n";
 
@@ -154,7 +157,8 @@ struct Command {
 };
 const Command kCommands[] = {{"get", 1, 1, false},    {"set", 3, 3, true},  {"ls", 1, 1, false},
                              {"tree", 1, 1, false},   {"mknode", 1, 1, true}, {"rm", 1, 1, true},
-                             {"import", 1, 1, true},  {"export", 0, 1, false}};
+                             {"import", 1, 1, true},  {"export", 0, 1, false},
+                             {"alarms", 0, 0, false}, {"raise", 3, 4, true},  {"clear", 1, 2, true}};
 
 }  // namespace
 
@@ -193,5 +197,6 @@ int cdsctl_run(int argc, char** argv) {
     if (w == "tree") return cdsctl_tree(cds, a.words[1]);
     if (w == "import") return cmd_import(cds, a.words[1]);
     if (w == "export") return cmd_export(cds, n ? a.words[1] : "/");
+    if (w == "alarms" || w == "raise" || w == "clear") return cdsctl_alarms(cds, a.words);
     return cmd_node(cds, w, a.words[1]);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "cds_api.h"
 
@@ -15,3 +16,6 @@ int cdsctl_ls(toolkit::CCds& cds, const std::string& path);
 int cdsctl_tree(toolkit::CCds& cds, const std::string& path);
 // "cdsctl: <what>: <why>" on standard error; returns CDSCTL_FAILED.
 int cdsctl_fail(const std::string& what, const std::string& why);
+// Alarm commands (cdsctl_alarms.cpp): words[0] is "alarms", "raise" or
+// "clear", the operands follow, counted by the caller.
+int cdsctl_alarms(toolkit::CCds& cds, const std::vector<std::string>& words);
