@@ -13,11 +13,18 @@
 #define WS_CMD_ELEMENT "nsc3:sendCmd-s"
 #define WS_RESULT_ELEMENT "nsc3:getDeviceCmdResultResponse"
 
+// The contract's namespace table (defined with the dispatcher). Naming it
+// here also makes programs that only store commands link it in.
+extern SOAP_NMAC struct Namespace namespaces[];
+
 // A fresh context for one stored text. Whatever happens, the destructor
 // deletes its objects, ends it and frees it.
 class CmdXmlContext {
 public:
-    CmdXmlContext() : m_soap(soap_new1(WS_CMD_XML_MODE)) {}
+    CmdXmlContext() : m_soap(soap_new1(WS_CMD_XML_MODE))
+    {
+        if (m_soap) soap_set_namespaces(m_soap, namespaces);
+    }
     ~CmdXmlContext()
     {
         if (!m_soap) return;
