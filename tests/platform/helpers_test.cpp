@@ -240,6 +240,8 @@ TEST_F(StoreTest, WatchdogLifecycle) {
 TEST_F(StoreTest, EventsAndSourceText) {
     toolkit::CEvent ack, value;
     ack.type = toolkit::CEvent::EVT_ACK;
+    ack.eventId = 4242;  // no such alarm
+    ack.ackStatus = 1;
     value.type = toolkit::CEvent::EVT_VALUE;
     std::vector<api_status_t> st;
     EXPECT_EQ(cds.events_send({ack, value}, st), 0);
