@@ -45,6 +45,7 @@ public:
 
 private:
     toolkit::CCds& m_cds;
+    tk_string m_location;  // of the alarm/event log, read on first use
     toolkit::CLog* m_log = nullptr;
     int m_logStatus = 0;  // 0 until opened; then 1, or the open failure
 };

@@ -32,6 +32,16 @@ static int apply_alarm(dsv_handle* h, const CEvent& ev, CEvent& row) {
     if (st != API_SUCCESS && st != API_NOT_FOUND) return st;
     bool known = st == API_SUCCESS;
     if (!ev.conditionPresent && !known) return API_UNKNOWN_ALARM;
+    if (!ev.conditionPresent) {
+        // A clear changes only the condition (and the value when it carries
+        // one): its sender need not know the alarm's other fields.
+        row = cur;
+        row.conditionPresent = false;
+        if (ev.value.type() != DATA_TYPE_NONE) row.value = ev.value;
+        row.stamp = stamp_or_now(ev);
+        row.source = ev.source;
+        return API_SUCCESS;
+    }
     row = ev;
     row.type = CEvent::EVT_ALARM;
     row.stamp = stamp_or_now(ev);
@@ -78,15 +88,10 @@ Intake::Intake(toolkit::CCds& cds) : m_cds(cds) {}
 Intake::~Intake() { delete m_log; }
 
 int Intake::apply(const CEvent& ev) {
-    if (m_logStatus == 0) {
-        // The location is read before our transaction opens: get_leaf runs
-        // its own.
-        tk_string location = toolkit::alarm_log_location(m_cds);
-        m_log = new toolkit::CLog;
-        int rc = m_log->open_writer(location, 0, 0, 0);
-        m_logStatus = rc == 0 ? API_SUCCESS : rc;
-    }
-    if (m_logStatus != API_SUCCESS) return m_logStatus;
+    // The location is read before our transaction opens (get_leaf runs its
+    // own); the log itself is opened only once a change is to be recorded,
+    // so refused events never create it.
+    if (m_location.empty()) m_location = toolkit::alarm_log_location(m_cds);
     dsv_handle* h = m_cds.handle();
     cds_store::Txn t(h, true);
     if (t.rc() != SQLITE_OK) return platform_sql::status_of(t.rc());
@@ -95,6 +100,12 @@ int Intake::apply(const CEvent& ev) {
     CEvent logged;
     int st = apply_event(h, ev, logged);
     if (st != API_SUCCESS) return st;
+    if (m_logStatus == 0) {
+        m_log = new toolkit::CLog;
+        int open = m_log->open_writer(m_location, 0, 0, 0);
+        m_logStatus = open == 0 ? API_SUCCESS : open;
+    }
+    if (m_logStatus != API_SUCCESS) return m_logStatus;
     // The log record goes first: if the commit then fails the log holds one
     // change too many, which a reader tolerates better than a missing one.
     st = m_log->append(logged);
