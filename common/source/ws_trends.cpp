@@ -68,7 +68,8 @@ int GetDeviceParams(global_data_t& g, const service_options_t& opts, const tk_st
     int rc = g.trendLog->get_params(device, params);
     if (rc != 0) {
         BnwsErrMsg(WS_NO_HISTORY, "Failed to get Trend parameters for this device", error, &opts);
-        std::fprintf(stderr, "Failed to get Trend parameters for device %s. \n", devicePath.c_str());
+        std::fprintf(stderr, "Failed to get Trend parameters for device %s. \n",
+                     devicePath.c_str());
         return rc;
     }
     if (!requested.empty()) {
@@ -84,7 +85,8 @@ int GetDeviceParams(global_data_t& g, const service_options_t& opts, const tk_st
     if (!params.empty()) return 0;
     BnwsErrMsg(WS_NO_DATA_AVAILABLE, "No Trend data for requested parameter(s)", error, &opts);
     if (!requested.empty())
-        std::fprintf(stderr, "No Trend data for requested parameter(s) %s. \n", requested[0].c_str());
+        std::fprintf(stderr, "No Trend data for requested parameter(s) %s. \n",
+                     requested[0].c_str());
     return -1;
 }
 
@@ -141,7 +143,6 @@ int nsdx__getDeviceTrendParams(struct soap* soap, std::string* options, std::str
     MapDeviceParams(params, response.deviceParams);
     response.result = "OK";
     std::fprintf(stderr, "Returning %zd Trend parameters for device %s. \n",
-                 static_cast<ssize_t>(params.size()),
-                 path.c_str());
+                 static_cast<ssize_t>(params.size()), path.c_str());
     return SOAP_OK;
 }

@@ -22,9 +22,9 @@ int CheckOpenTrendLog(global_data_t& g, const service_options_t& opts, tk_string
 // at least one parameter is left, else -1 or the library's code with `error`
 // filled (codes 21/22) and the matching line on standard error. Needs an
 // open g.trendLog.
-int GetDeviceParams(global_data_t& g, const service_options_t& opts,
-                    const tk_string& devicePath, const std::vector<std::string>& requested,
-                    tk_string& error, toolkit::trend::CDeviceProperties& device,
+int GetDeviceParams(global_data_t& g, const service_options_t& opts, const tk_string& devicePath,
+                    const std::vector<std::string>& requested, tk_string& error,
+                    toolkit::trend::CDeviceProperties& device,
                     std::vector<toolkit::trend::CParamProperties>& params);
 
 // Appends one wire record per parameter (path, type, the four has-flags).

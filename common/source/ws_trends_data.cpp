@@ -10,10 +10,10 @@
 
 using toolkit::trend::CDeviceData;
 using toolkit::trend::CDeviceParams;
+using toolkit::trend::COptVal;
 using toolkit::trend::CPeriodProperties;
 using toolkit::trend::CSample;
 using toolkit::trend::CSnapshot;
-using toolkit::trend::COptVal;
 
 namespace {
 
@@ -40,8 +40,8 @@ void mapValue(const COptVal& v, double& field, bool& valid) {
 
 // Runs the retrieval with its fixed retry. A success on the first three
 // attempts answers "OK". A success on the fourth (or fifth) attempt is
-// answered as a failure although its page stays mapped: deliberately kept,
-// clients rely on the failure text meaning "the log was struggling".
+// answered as a failure although its page stays mapped. This is the
+// gateway's established answer and is kept on purpose; do not "fix" it.
 void retrieve(global_data_t& g, const service_options_t& opts, const CDeviceParams& sel,
               const std::vector<CPeriodProperties>& periods,
               const std::pair<int64_t, int64_t>& range, uint32_t maxCount, uint64_t offset,
@@ -110,8 +110,10 @@ int nsdx__getTrendData(struct soap* soap, nsdx__getTrendDataRequest* request,
     const int count = request->nMaxToReturn < 1 ? limit : request->nMaxToReturn;
     if (!CheckOpenTrendLog(g, opts, response.result)) return SOAP_OK;
     std::vector<CPeriodProperties> periods;
-    if (g.trendLog->get_periods(periods) == 0) selectPeriods(periods, request->periods);
-    else periods.clear();
+    if (g.trendLog->get_periods(periods) == 0)
+        selectPeriods(periods, request->periods);
+    else
+        periods.clear();
     if (periods.empty()) {
         BnwsErrMsg(toolkit::ws::WS_NO_HISTORY, "No Trend periods data matching the request.",
                    response.result, &opts);

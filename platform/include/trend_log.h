@@ -55,7 +55,7 @@ struct CDeviceParams {
 
 // An optional double: absent exactly when the value is NaN.
 class COptVal {
-public:
+  public:
     COptVal() = default;
     COptVal(double v) : m_v(v) {}  // NaN makes it absent
     bool has_value() const { return !std::isnan(m_v); }
@@ -63,7 +63,7 @@ public:
     double operator*() const { return m_v; }
     double raw() const { return m_v; }
 
-private:
+  private:
     double m_v = std::nan("");
 };
 
@@ -76,8 +76,8 @@ struct CSample {
 // One interval of one rate period.
 struct CSnapshot {
     uint32_t period = 0;
-    int64_t time = 0;           // end of the interval, UNIX seconds
-    double percentValid = 0.0;  // share of the interval with valid input
+    int64_t time = 0;              // end of the interval, UNIX seconds
+    double percentValid = 0.0;     // share of the interval with valid input
     std::vector<CSample> samples;  // one per parameter, in the parameters' order
 };
 
@@ -93,7 +93,7 @@ struct CDeviceData {
 // log, 10 invalid argument, 13 newer schema). Nothing here throws. A handle
 // is used by one thread only. The destructor closes the log.
 class CLog {
-public:
+  public:
     CLog() = default;
     ~CLog();
     CLog(const CLog&) = delete;
@@ -115,9 +115,8 @@ public:
     //                the gateway passes false.
     // A missing file fails with 2 unless `create`; a file that is not a
     // trend log fails with 8. A log busy at open time still opens.
-    int open(const std::string& path, bool readOnly, bool create, unsigned busyMs,
-             bool exclusive, unsigned pageSize, unsigned cacheSize, unsigned heapLimit,
-             bool checkIntegrity);
+    int open(const std::string& path, bool readOnly, bool create, unsigned busyMs, bool exclusive,
+             unsigned pageSize, unsigned cacheSize, unsigned heapLimit, bool checkIntegrity);
     void close();
     bool is_open() const { return m_db != nullptr; }
     // SQLite code of the last failure (0 when none).
@@ -141,8 +140,8 @@ public:
     // value (else it stays absent).
     int get_trend_data(CDeviceData& out, const CDeviceParams& sel,
                        const std::vector<CPeriodProperties>& periods,
-                       const std::pair<int64_t, int64_t>& range, uint32_t maxCount,
-                       uint64_t offset, bool ascending, bool withCount);
+                       const std::pair<int64_t, int64_t>& range, uint32_t maxCount, uint64_t offset,
+                       bool ascending, bool withCount);
 
     // Writer calls (need a handle opened with readOnly false).
     // Adds or updates a period's entry limit.
@@ -158,7 +157,7 @@ public:
     // with an entry limit lose their oldest snapshots beyond it.
     int append(const std::string& devicePath, const std::vector<CSnapshot>& snapshots);
 
-private:
+  private:
     int fail(int sqliteCode, int status = 0);
     int deviceId(const CDeviceProperties& device, int64_t& id);
     ::sqlite3* m_db = nullptr;

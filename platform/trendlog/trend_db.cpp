@@ -25,20 +25,26 @@ const char* const kSchemaSql =
 
 int statusFromSqlite(int rc) {
     switch (rc & 0xff) {
-    case SQLITE_OK:
-    case SQLITE_ROW:
-    case SQLITE_DONE: return 0;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED: return API_BUSY;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-    case SQLITE_FORMAT: return API_CORRUPT;
-    case SQLITE_RANGE:
-    case SQLITE_MISUSE:
-    case SQLITE_TOOBIG:
-    case SQLITE_CONSTRAINT: return API_INVALID_ARGUMENT;
-    case SQLITE_CANTOPEN: return API_IO_ERROR;
-    default: return API_IO_ERROR;
+        case SQLITE_OK:
+        case SQLITE_ROW:
+        case SQLITE_DONE:
+            return 0;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return API_BUSY;
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_FORMAT:
+            return API_CORRUPT;
+        case SQLITE_RANGE:
+        case SQLITE_MISUSE:
+        case SQLITE_TOOBIG:
+        case SQLITE_CONSTRAINT:
+            return API_INVALID_ARGUMENT;
+        case SQLITE_CANTOPEN:
+            return API_IO_ERROR;
+        default:
+            return API_IO_ERROR;
     }
 }
 
@@ -120,7 +126,9 @@ namespace trend {
 
 using namespace trendlog;
 
-CLog::~CLog() { close(); }
+CLog::~CLog() {
+    close();
+}
 
 void CLog::close() {
     if (m_db) sqlite3_close_v2(m_db);
@@ -134,9 +142,8 @@ int CLog::fail(int sqliteCode, int status) {
     return st ? st : API_IO_ERROR;
 }
 
-int CLog::open(const std::string& path, bool readOnly, bool create, unsigned busyMs,
-               bool exclusive, unsigned pageSize, unsigned cacheSize, unsigned heapLimit,
-               bool checkIntegrity) {
+int CLog::open(const std::string& path, bool readOnly, bool create, unsigned busyMs, bool exclusive,
+               unsigned pageSize, unsigned cacheSize, unsigned heapLimit, bool checkIntegrity) {
     close();
     m_sqliteCode = 0;
     struct stat sb;

@@ -28,7 +28,7 @@ int statusFromSqlite(int rc);
 
 // A prepared statement finalised when it leaves scope.
 class Stmt {
-public:
+  public:
     Stmt() = default;
     ~Stmt() { sqlite3_finalize(m_s); }
     Stmt(const Stmt&) = delete;
@@ -40,7 +40,7 @@ public:
     }
     sqlite3_stmt* get() const { return m_s; }
 
-private:
+  private:
     sqlite3_stmt* m_s = nullptr;
 };
 

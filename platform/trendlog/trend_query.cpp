@@ -66,7 +66,8 @@ int CLog::get_trend_data(CDeviceData& out, const CDeviceParams& sel,
     sqlite3_stmt* s = q.get();
     if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 1, id);
     if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 2, range.first == -1 ? INT64_MIN : range.first);
-    if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 3, range.second == -1 ? INT64_MAX : range.second);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_bind_int64(s, 3, range.second == -1 ? INT64_MAX : range.second);
     if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 4, maxCount ? int64_t(maxCount) : -1);
     if (rc == SQLITE_OK)
         rc = sqlite3_bind_int64(s, 5, offset > uint64_t(INT64_MAX) ? INT64_MAX : int64_t(offset));

@@ -93,11 +93,12 @@ int CLog::define_param(const std::string& devicePath, CParamProperties& param) {
     // A new parameter takes the next free slot; a known one keeps its slot so
     // stored snapshots stay readable.
     Stmt q;
-    int rc = q.prepare(m_db,
-                       "INSERT INTO params(device, slot, path, type, flags, decimals) VALUES(?1,"
-                       " (SELECT coalesce(max(slot)+1, 0) FROM params WHERE device=?1), ?2,?3,?4,?5)"
-                       " ON CONFLICT(device, path) DO UPDATE SET type=excluded.type,"
-                       " flags=excluded.flags, decimals=excluded.decimals");
+    int rc =
+        q.prepare(m_db,
+                  "INSERT INTO params(device, slot, path, type, flags, decimals) VALUES(?1,"
+                  " (SELECT coalesce(max(slot)+1, 0) FROM params WHERE device=?1), ?2,?3,?4,?5)"
+                  " ON CONFLICT(device, path) DO UPDATE SET type=excluded.type,"
+                  " flags=excluded.flags, decimals=excluded.decimals");
     sqlite3_stmt* s = q.get();
     if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 1, id);
     if (rc == SQLITE_OK) rc = bindText(s, 2, param.path);
@@ -148,11 +149,13 @@ int CLog::append(const std::string& devicePath, const std::vector<CSnapshot>& sn
         if (rc == SQLITE_OK) rc = sqlite3_bind_int64(s, 3, sn.period);
         if (rc == SQLITE_OK) rc = sqlite3_bind_double(s, 4, sn.percentValid);
         if (rc == SQLITE_OK)
-            rc = sqlite3_bind_blob(s, 5, blob.data(), static_cast<int>(blob.size()), SQLITE_TRANSIENT);
+            rc = sqlite3_bind_blob(s, 5, blob.data(), static_cast<int>(blob.size()),
+                                   SQLITE_TRANSIENT);
         if (rc == SQLITE_OK) rc = stepDone(s);
     }
     for (size_t i = 0; rc == SQLITE_OK && i < periods.size(); ++i)
-        if (periods[i].maxEntries > 0) rc = trimPeriod(m_db, id, periods[i].period, periods[i].maxEntries);
+        if (periods[i].maxEntries > 0)
+            rc = trimPeriod(m_db, id, periods[i].period, periods[i].maxEntries);
     if (rc == SQLITE_OK) rc = sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr);
     if (rc == SQLITE_OK) return 0;
     sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
