@@ -5,6 +5,7 @@
 
 #include "backTrace.h"
 #include "soapH.h"
+#include "trend_log.h"
 #include "wsbridge_host.h"
 
 namespace {
@@ -35,8 +36,10 @@ void shutDown(global_data_t& g, struct soap* engine, const char* argv0)
         api_status_t status;
         g.cds.watchdog_clear(status);
     }
-    // Releasing the last reference closes the trend log.
-    if (g.trendLog) g.trendLog.reset();
+    if (g.trendLog) {
+        g.trendLog->close();
+        g.trendLog.reset();
+    }
     g.connxns.RemoveAllConnxns();
     g.connections.clear();
     g.cds.close();
