@@ -3,6 +3,9 @@
 // device matching, parameter selection, the snapshot limit, NaN samples,
 // offsets and order, and the five-attempt retry over a busy log (pauses
 // counted, never slept), with every standard-error line checked.
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <climits>
 
 #include "busy_vfs.h"
@@ -359,6 +362,55 @@ TEST_F(TrendService, ErrorTextsFollowTheOptions) {
     EXPECT_EQ(SOAP_OK, nsdx__getTrendData(soap, nullptr, resp));
     testing::internal::GetCapturedStderr();
     EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided", resp.result);
+}
+
+TEST_F(TrendService, BrokenLogsAnswerInBand) {
+    trend.path = dir.file("good.db");
+    trend.fill(300);
+    const std::string good = readAll(trend.path);
+    trend.path = g->trendLogPath;
+    struct Row {
+        const char* name;
+        std::string bytes;  // "" with dirAtPath: a folder stands where the log should be
+        bool dirAtPath;
+    } rows[] = {
+        {"folder", "", true},
+        {"zero length", "", false},
+        {"first page only", good.substr(0, 4096), false},
+        {"half", good.substr(0, good.size() / 2), false},
+        {"zeroed middle",
+         good.substr(0, 8192) + std::string(good.size() - 16384, '\0') +
+             good.substr(good.size() - 8192),
+         false},
+    };
+    // Every answer is one of the trend services' own texts; none crashes.
+    const std::vector<std::string> texts = {
+        "OK",
+        kOpenFailed,
+        "? 21 No History : No Trend periods data.",
+        "? 21 No History : No Trend periods data matching the request.",
+        "? 21 No History : No Trending devices found.",
+        "? 21 No History : No Trend data found for this device.",
+        "? 21 No History : Failed to get Trend parameters for this device",
+        "? 22 No Data Available : Trend data retrieval failed with these params"};
+    auto known = [&](const std::string& r) {
+        return std::find(texts.begin(), texts.end(), r) != texts.end();
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        g->trendLog.reset();
+        if (system(("rm -rf '" + g->trendLogPath + "'").c_str()) != 0) FAIL();
+        if (r.dirAtPath)
+            ASSERT_EQ(0, mkdir(g->trendLogPath.c_str(), 0755));
+        else
+            writeAll(g->trendLogPath, r.bytes);
+        g_pauses.clear();
+        EXPECT_TRUE(known(periods().result));
+        EXPECT_TRUE(known(params(trend.device.c_str()).result));
+        auto resp = data(request(0, {1, 2}));
+        EXPECT_TRUE(known(resp.result)) << resp.result;
+        EXPECT_NE("OK", resp.result);
+    }
 }
 
 // Retrieval over a log that answers busy to the page query until it frees
