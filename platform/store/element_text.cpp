@@ -4,6 +4,7 @@
 #include "element_text.h"
 
 #include <cctype>
+#include <charconv>
 #include <cerrno>
 #include <cinttypes>
 #include <cmath>
@@ -31,12 +32,10 @@ timeval normalize_tv(const timeval& tv) {
 tk_string format_real(double v) {
     if (std::isnan(v)) return "nan";
     if (std::isinf(v)) return v < 0 ? "-inf" : "inf";
+    // Shortest text that reads back to the same double: "250", "0.1", "1e+300".
     char buf[40];
-    for (int prec = 1; prec <= 17; ++prec) {
-        snprintf(buf, sizeof buf, "%.*g", prec, v);
-        if (strtod(buf, nullptr) == v) break;
-    }
-    return buf;
+    auto res = std::to_chars(buf, buf + sizeof buf, v);
+    return tk_string(buf, res.ptr);
 }
 
 tk_string format_time(const timeval& tvIn) {
