@@ -218,6 +218,13 @@ class Gateway:
         except OSError:
             return ""
 
+    def wait_for_stderr(self, text, count=1, timeout=20):
+        """Polls until text occurs count times in the standard error; returns
+        the standard error then. The gateway records a connection only after
+        the reply is finished, so a client may see the reply first."""
+        frontend.wait_until(lambda: self.stderr().count(text) >= count, timeout)
+        return self.stderr()
+
     def nginx_error_log(self):
         try:
             with open(os.path.join(self.nginx_prefix, "logs", "error.log")) as f:

@@ -40,7 +40,8 @@ def test_each_user_is_registered_on_first_request(gateway):
         _, svc = gateway.zeep_for("getDefaultLocale", user=user)
         svc.getDefaultLocale(options="")
         svc.getDefaultLocale(options="")
-    err = gateway.stderr()
+    for user in ("viewer", "operator"):
+        err = gateway.wait_for_stderr(" for %s@http:127.0.0.1 " % user)
     for user in ("viewer", "operator"):
         lines = [l for l in err.splitlines()
                  if l.startswith("New wsbridge connection ") and
@@ -58,6 +59,7 @@ def test_tls_client_is_a_separate_https_connection(gateway):
     for tls in (False, True, True):
         r = gateway.post(locale_request(), user="operator", tls=tls)
         assert r.status_code == 200 and "en-US" in r.text
+    gateway.wait_for_stderr(" for operator@https:127.0.0.1 ")
     ids = {}
     for line in gateway.stderr().splitlines():
         if line.startswith("New wsbridge connection ") and " for operator@" in line:
@@ -83,6 +85,7 @@ def test_connection_records_follow_the_registry(fresh_gateway):
     for user in ("admin", "operator"):
         r = gw.post(locale_request(), user=user)
         assert r.status_code == 200
+    gw.wait_for_stderr("New wsbridge connection ", count=2)
     ids = {}
     for line in gw.stderr().splitlines():
         if line.startswith("New wsbridge connection "):
