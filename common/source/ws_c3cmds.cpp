@@ -18,16 +18,14 @@ using toolkit::CElement;
 
 namespace {
 
-global_data_t* processRecord(struct soap* soap)
-{
+global_data_t* processRecord(struct soap* soap) {
     global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(glptr != 0, WS_C3CMDS_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_C3CMDS_MODULE);
     return glptr;
 }
 
-std::string handleText(int handle)
-{
+std::string handleText(int handle) {
     char text[16];
     std::snprintf(text, sizeof text, "%d", handle);
     return text;
@@ -36,8 +34,7 @@ std::string handleText(int handle)
 // Schema version check of step "WsdlVersion". 0 when the handler
 // understands `version`; otherwise the error text is in `reply`.
 int checkSchemaVersion(toolkit::CCds& cds, const std::string& dev, const std::string& devPath,
-                       int version, const service_options_t& options, tk_string& reply)
-{
+                       int version, const service_options_t& options, tk_string& reply) {
     api_status_t status;
     cds.test_node(dev + "/WsdlVersion", status);
     if (!status.ok()) {
@@ -63,9 +60,8 @@ int checkSchemaVersion(toolkit::CCds& cds, const std::string& dev, const std::st
 
 // Input-queue room. The queue's own "maxCount" node is one of its children,
 // so one child means an empty queue and the limit is not read.
-int checkQueueRoom(toolkit::CCds& cds, const std::string& queue,
-                   const service_options_t& options, tk_string& reply)
-{
+int checkQueueRoom(toolkit::CCds& cds, const std::string& queue, const service_options_t& options,
+                   tk_string& reply) {
     std::vector<tk_string> children;
     if (CPath(queue).getAttributeList("Children", cds, children) != 0 || children.empty()) {
         BnwsErrMsg(WS_NODE_NOT_FOUND, "Could not read input queue", reply, &options);
@@ -90,8 +86,7 @@ int checkQueueRoom(toolkit::CCds& cds, const std::string& queue,
 // Takes the next handle and stores the counter plus one, persistent.
 // Not atomic against other writers of the store (one request at a time here).
 int takeHandle(toolkit::CCds& cds, const service_options_t& options, int& handle,
-               tk_string& reply)
-{
+               tk_string& reply) {
     api_status_t status;
     CElement next;
     element_property_t property = ELEMENT_NORMAL;
@@ -115,8 +110,7 @@ int takeHandle(toolkit::CCds& cds, const service_options_t& options, int& handle
 
 // Writes the command XML as dev/inpQueue/<handle>/Value.
 int queueCommand(toolkit::CCds& cds, const std::string& queue, int handle,
-                 const nsc3__sendCmd_s& cmd, const service_options_t& options, tk_string& reply)
-{
+                 const nsc3__sendCmd_s& cmd, const service_options_t& options, tk_string& reply) {
     std::string xml;
     if (dsv_cmdToXml(cmd, soap_write_nsc3__sendCmd_s, xml) != SOAP_OK) {
         BnwsErrMsg(WS_WRITE_FAILED, "Could not serialize command", reply, &options);
@@ -140,31 +134,29 @@ int queueCommand(toolkit::CCds& cds, const std::string& queue, int handle,
 
 }  // namespace
 
-std::string dsv_cmdNodePath(const std::string& dev, const nsc3__sendCmd_s* cmd)
-{
+std::string dsv_cmdNodePath(const std::string& dev, const nsc3__sendCmd_s* cmd) {
     if (!cmd) return std::string();
     const auto& u = cmd->union_sendCmd_s;
     switch (cmd->__union_sendCmd_s) {
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdLine: {
-        const std::string token = dsv_cmdLineToken(u.cmdLine);
-        return token.empty() ? std::string() : dev + "/cmdList/cmdLine/" + token;
-    }
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdBasic:
-        if (!u.cmdBasic) return std::string();
-        return dev + "/cmdList/cmdBasic/" + u.cmdBasic->name + "/" + u.cmdBasic->param;
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdIval:
-        if (!u.cmdIval) return std::string();
-        return dev + "/cmdList/cmdIval/" + u.cmdIval->name + "/" + u.cmdIval->param;
-    default:
-        // Free text (kind 4) travels on the wire but no handler takes it.
-        return std::string();
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdLine: {
+            const std::string token = dsv_cmdLineToken(u.cmdLine);
+            return token.empty() ? std::string() : dev + "/cmdList/cmdLine/" + token;
+        }
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdBasic:
+            if (!u.cmdBasic) return std::string();
+            return dev + "/cmdList/cmdBasic/" + u.cmdBasic->name + "/" + u.cmdBasic->param;
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdIval:
+            if (!u.cmdIval) return std::string();
+            return dev + "/cmdList/cmdIval/" + u.cmdIval->name + "/" + u.cmdIval->param;
+        default:
+            // Free text (kind 4) travels on the wire but no handler takes it.
+            return std::string();
     }
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 nsc3__sendDeviceCmd(struct soap* soap, std::string* options,
                                               std::string* devPath, nsc3__sendCmd_s* cmd,
-                                              nsc3__sendDeviceCmdResponse& response)
-{
+                                              nsc3__sendDeviceCmdResponse& response) {
     global_data_t* glptr = processRecord(soap);
     service_options_t opts;
     parseServiceOptions(options, &opts);

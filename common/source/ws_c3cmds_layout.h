@@ -15,8 +15,7 @@
 // "/Software/Commands/" + CPath::PathToNodeName(devPath): "/Meters/M1" gives
 // "/Software/Commands/Meters.M1". An empty devPath gives the root itself
 // with a trailing '/', a malformed path that the store never finds.
-inline std::string dsv_cmdDeviceNode(const std::string& devPath)
-{
+inline std::string dsv_cmdDeviceNode(const std::string& devPath) {
     std::string name;
     CPath::PathToNodeName(devPath, name);
     return WS_COMMANDS_ROOT + name;
@@ -27,8 +26,7 @@ inline std::string dsv_cmdDeviceNode(const std::string& devPath)
 // "read". Returns "" when the line is blank or the word cannot be a single
 // node name ('/' or ':' in it, or "." / ".."): such a line is never a
 // supported command.
-inline std::string dsv_cmdLineToken(const char* line)
-{
+inline std::string dsv_cmdLineToken(const char* line) {
     if (!line) return std::string();
     const char* p = line;
     while (*p == ' ' || *p == '\t') ++p;

@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "soapH.h"
+#include "ws_assert.h"
 #include "ws_c3cmds.h"
 #include "ws_c3cmds_xml.h"
-#include "ws_assert.h"
 #include "ws_global.h"
 
 using namespace toolkit::ws;
@@ -14,8 +14,7 @@ using namespace toolkit::ws;
 namespace {
 
 void fail(nsc3__getDeviceCmdResultResponse& response, WS_Errors code, const char* detail,
-          nsc3__cmdNumStatus numeric, const char* text, const service_options_t& opts)
-{
+          nsc3__cmdNumStatus numeric, const char* text, const service_options_t& opts) {
     BnwsErrMsg(code, detail, response.result, &opts);
     response.numericStatus = numeric;
     response.cmdStatus = text;
@@ -25,8 +24,7 @@ void fail(nsc3__getDeviceCmdResultResponse& response, WS_Errors code, const char
 // text is not one "nsc3:getDeviceCmdResultResponse" element or names
 // another handle; the fresh context is released on every path.
 bool decodeStored(struct soap* soap, const std::string& xml, int handle,
-                  nsc3__getDeviceCmdResultResponse& response)
-{
+                  nsc3__getDeviceCmdResultResponse& response) {
     CmdXmlContext ctx;
     nsc3__getDeviceCmdResultResponse stored;
     if (dsv_cmdFromXml(ctx, xml, WS_RESULT_ELEMENT, stored,
@@ -40,8 +38,7 @@ bool decodeStored(struct soap* soap, const std::string& xml, int handle,
 }  // namespace
 
 void dsv_copyCmdResult(struct soap* soap, const nsc3__getDeviceCmdResultResponse& from,
-                       nsc3__getDeviceCmdResultResponse& to)
-{
+                       nsc3__getDeviceCmdResultResponse& to) {
     to.result = from.result;
     to.cmdHandle = from.cmdHandle;
     to.numericStatus = from.numericStatus;
@@ -51,29 +48,30 @@ void dsv_copyCmdResult(struct soap* soap, const nsc3__getDeviceCmdResultResponse
     to.cmdResults.union_cmdResult_s.resNone = nullptr;
     const auto& u = from.cmdResults.union_cmdResult_s;
     switch (from.cmdResults.__union_cmdResult_s) {
-    case SOAP_UNION__nsc3__union_cmdResult_s_resText:
-        to.cmdResults.union_cmdResult_s.resText = u.resText ? soap_strdup(soap, u.resText) : nullptr;
-        break;
-    case SOAP_UNION__nsc3__union_cmdResult_s_resHarms: {
-        nsc3__harmonicResponse* copy = u.resHarms ? soap_new_nsc3__harmonicResponse(soap) : nullptr;
-        if (copy) {
-            copy->cdsName = u.resHarms->cdsName;
-            copy->displayName = u.resHarms->displayName;
-            copy->timeSample = u.resHarms->timeSample;
-            copy->hData = u.resHarms->hData;
+        case SOAP_UNION__nsc3__union_cmdResult_s_resText:
+            to.cmdResults.union_cmdResult_s.resText =
+                u.resText ? soap_strdup(soap, u.resText) : nullptr;
+            break;
+        case SOAP_UNION__nsc3__union_cmdResult_s_resHarms: {
+            nsc3__harmonicResponse* copy =
+                u.resHarms ? soap_new_nsc3__harmonicResponse(soap) : nullptr;
+            if (copy) {
+                copy->cdsName = u.resHarms->cdsName;
+                copy->displayName = u.resHarms->displayName;
+                copy->timeSample = u.resHarms->timeSample;
+                copy->hData = u.resHarms->hData;
+            }
+            to.cmdResults.union_cmdResult_s.resHarms = copy;
+            break;
         }
-        to.cmdResults.union_cmdResult_s.resHarms = copy;
-        break;
-    }
-    default:
-        break;
+        default:
+            break;
     }
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 nsc3__getDeviceCmdResult(struct soap* soap, std::string* options,
                                                    std::string* devPath, int cmdHandle,
-                                                   nsc3__getDeviceCmdResultResponse& response)
-{
+                                                   nsc3__getDeviceCmdResultResponse& response) {
     global_data_t* glptr = static_cast<global_data_t*>(soap ? soap->user : nullptr);
     WS_ASSERT(glptr != 0, WS_C3CMDS_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_C3CMDS_MODULE);

@@ -20,13 +20,11 @@ extern SOAP_NMAC struct Namespace namespaces[];
 // A fresh context for one stored text. Whatever happens, the destructor
 // deletes its objects, ends it and frees it.
 class CmdXmlContext {
-public:
-    CmdXmlContext() : m_soap(soap_new1(WS_CMD_XML_MODE))
-    {
+  public:
+    CmdXmlContext() : m_soap(soap_new1(WS_CMD_XML_MODE)) {
         if (m_soap) soap_set_namespaces(m_soap, namespaces);
     }
-    ~CmdXmlContext()
-    {
+    ~CmdXmlContext() {
         if (!m_soap) return;
         m_soap->is = nullptr;
         m_soap->os = nullptr;
@@ -36,9 +34,11 @@ public:
     }
     CmdXmlContext(const CmdXmlContext&) = delete;
     CmdXmlContext& operator=(const CmdXmlContext&) = delete;
-    struct soap* get() const { return m_soap; }
+    struct soap* get() const {
+        return m_soap;
+    }
 
-private:
+  private:
     struct soap* m_soap;
 };
 
@@ -46,8 +46,7 @@ private:
 // (which names the root element after the type). Returns the engine's
 // status: SOAP_OK, or an error with `out` left empty.
 template <class T>
-int dsv_cmdToXml(const T& record, int (*write)(struct soap*, const T*), std::string& out)
-{
+int dsv_cmdToXml(const T& record, int (*write)(struct soap*, const T*), std::string& out) {
     out.clear();
     CmdXmlContext ctx;
     if (!ctx.get()) return SOAP_EOM;
@@ -63,8 +62,7 @@ int dsv_cmdToXml(const T& record, int (*write)(struct soap*, const T*), std::str
 // Returns SOAP_OK or the engine's error; never throws.
 template <class T>
 int dsv_cmdFromXml(CmdXmlContext& ctx, const std::string& xml, const char* qname, T& record,
-                   T* (*get)(struct soap*, T*, const char*, const char*))
-{
+                   T* (*get)(struct soap*, T*, const char*, const char*)) {
     struct soap* soap = ctx.get();
     if (!soap) return SOAP_EOM;
     std::istringstream in(xml);

@@ -7,8 +7,7 @@ using toolkit::CElement;
 
 const char* const kDevice = "/Meters/M1";
 
-void CommandsTest::SetUp()
-{
+void CommandsTest::SetUp() {
     gw_.reset(new wstest::TestGateway());
     soap_ = soap_new();
     soap_->user = &gw_->global();
@@ -27,8 +26,7 @@ void CommandsTest::SetUp()
     ASSERT_EQ(handler_->registerCommands(error), 0) << error;
 }
 
-void CommandsTest::TearDown()
-{
+void CommandsTest::TearDown() {
     handler_.reset();
     if (soap_) {
         soap_destroy(soap_);
@@ -38,10 +36,11 @@ void CommandsTest::TearDown()
     gw_.reset();
 }
 
-std::string CommandsTest::dev() const { return dsv_cmdDeviceNode(kDevice); }
+std::string CommandsTest::dev() const {
+    return dsv_cmdDeviceNode(kDevice);
+}
 
-nsc3__sendCmd_s* CommandsTest::command(int kind, const char* name, const char* param, int value)
-{
+nsc3__sendCmd_s* CommandsTest::command(int kind, const char* name, const char* param, int value) {
     auto* cmd = soap_new_nsc3__sendCmd_s(soap_);
     cmd->cmdVersion = 1;
     cmd->__union_sendCmd_s = kind;
@@ -68,54 +67,48 @@ nsc3__sendCmd_s* CommandsTest::command(int kind, const char* name, const char* p
 }
 
 nsc3__sendDeviceCmdResponse CommandsTest::send(nsc3__sendCmd_s* cmd, const char* devPath,
-                                               const char* options)
-{
+                                               const char* options) {
     nsc3__sendDeviceCmdResponse response;
     response.soap_default(soap_);
     std::string path = devPath ? devPath : "";
     std::string opts = options ? options : "";
-    EXPECT_EQ(nsc3__sendDeviceCmd(soap_, options ? &opts : nullptr, devPath ? &path : nullptr,
-                                  cmd, response),
+    EXPECT_EQ(nsc3__sendDeviceCmd(soap_, options ? &opts : nullptr, devPath ? &path : nullptr, cmd,
+                                  response),
               SOAP_OK);
     return response;
 }
 
 nsc3__getDeviceCmdResultResponse CommandsTest::result(int handle, const char* devPath,
-                                                      const char* options)
-{
+                                                      const char* options) {
     nsc3__getDeviceCmdResultResponse response;
     response.soap_default(soap_);
     std::string path = devPath ? devPath : "";
     std::string opts = options ? options : "";
-    EXPECT_EQ(nsc3__getDeviceCmdResult(soap_, options ? &opts : nullptr,
-                                       devPath ? &path : nullptr, handle, response),
+    EXPECT_EQ(nsc3__getDeviceCmdResult(soap_, options ? &opts : nullptr, devPath ? &path : nullptr,
+                                       handle, response),
               SOAP_OK);
     return response;
 }
 
-void CommandsTest::leaf(const std::string& path, const CElement& value, dsv_tribool_t persist)
-{
+void CommandsTest::leaf(const std::string& path, const CElement& value, dsv_tribool_t persist) {
     api_status_t status;
     cds().set_leaf(path, value, status, persist, "test");
     ASSERT_TRUE(status.ok()) << path << ": " << status.text();
 }
 
-void CommandsTest::node(const std::string& path)
-{
+void CommandsTest::node(const std::string& path) {
     api_status_t status;
     cds().add_node(path, status, "test");
     ASSERT_TRUE(status.ok() || status.code == API_EXISTS) << path << ": " << status.text();
 }
 
-void CommandsTest::removeNode(const std::string& path)
-{
+void CommandsTest::removeNode(const std::string& path) {
     api_status_t status;
     cds().remove_node(path, status, "test");
     ASSERT_TRUE(status.ok()) << path << ": " << status.text();
 }
 
-CElement CommandsTest::read(const std::string& path)
-{
+CElement CommandsTest::read(const std::string& path) {
     api_status_t status;
     CElement value;
     element_property_t property = ELEMENT_NORMAL;
@@ -123,8 +116,7 @@ CElement CommandsTest::read(const std::string& path)
     return status.ok() ? value : CElement();
 }
 
-void CommandsTest::storeAnswer(int handle, const std::string& xml)
-{
+void CommandsTest::storeAnswer(int handle, const std::string& xml) {
     const std::string n = dev() + "/outQueue/" + std::to_string(handle);
     node(n);
     leaf(n + "/Value", CElement::from_string(xml));

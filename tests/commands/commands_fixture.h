@@ -15,7 +15,7 @@
 extern const char* const kDevice;  // "/Meters/M1"
 
 class CommandsTest : public ::testing::Test {
-public:
+  public:
     void SetUp() override;
     void TearDown() override;
 

@@ -15,17 +15,15 @@ namespace {
 const std::time_t kNow = 1700000000;
 
 class HandlerTest : public CommandsTest {
-protected:
-    int queue(nsc3__sendCmd_s* cmd)
-    {
+  protected:
+    int queue(nsc3__sendCmd_s* cmd) {
         const auto reply = send(cmd);
         EXPECT_EQ(reply.result, "");
         return reply.cmdHandle;
     }
 };
 
-TEST_F(HandlerTest, RegistrationIsWhatTheGatewayChecks)
-{
+TEST_F(HandlerTest, RegistrationIsWhatTheGatewayChecks) {
     element_property_t property = ELEMENT_NORMAL;
     api_status_t status;
     CElement version;
@@ -49,8 +47,7 @@ TEST_F(HandlerTest, RegistrationIsWhatTheGatewayChecks)
     EXPECT_NE(error.find("/Meters/None"), std::string::npos);
 }
 
-TEST_F(HandlerTest, EveryKindRunsAndAnswersByHandle)
-{
+TEST_F(HandlerTest, EveryKindRunsAndAnswersByHandle) {
     const int version = queue(line("version"));
     const int readE = queue(line("read  Energy"));
     const int set = queue(command(3, "set", "Setpoint", -45));
@@ -77,12 +74,14 @@ TEST_F(HandlerTest, EveryKindRunsAndAnswersByHandle)
     EXPECT_EQ(read("/Meters/M1/Setpoint/Value").type(), DATA_TYPE_INT);
 }
 
-TEST_F(HandlerTest, HarmonicAnalysisIsAHarmonicList)
-{
+TEST_F(HandlerTest, HarmonicAnalysisIsAHarmonicList) {
     const int plain = queue(command(2, "harmonics", "Va"));
     const int three = queue(command(2, "harmonics", "Va", 3));
     ASSERT_EQ(handler_->runOnce(kNow), 2);
-    const struct { int handle; size_t count; } rows[] = {{plain, kDefaultHarmonics}, {three, 3}};
+    const struct {
+        int handle;
+        size_t count;
+    } rows[] = {{plain, kDefaultHarmonics}, {three, 3}};
     for (const auto& row : rows) {
         const auto r = result(row.handle);
         EXPECT_EQ(r.numericStatus, nsc3__cmdNumStatus__cmdSuccess);
@@ -97,10 +96,12 @@ TEST_F(HandlerTest, HarmonicAnalysisIsAHarmonicList)
     }
 }
 
-TEST_F(HandlerTest, BadCommandsAreAnsweredAsFailures)
-{
+TEST_F(HandlerTest, BadCommandsAreAnsweredAsFailures) {
     const int unreadable = 500, unknown = 501, missingLeaf = 502, freeText = 503;
-    const struct { int handle; std::string xml; } rows[] = {
+    const struct {
+        int handle;
+        std::string xml;
+    } rows[] = {
         {unreadable, "<nsc3:sendCmd-s><cmdVersion>1"},
         {unknown, ""},
         {missingLeaf, ""},
@@ -109,15 +110,17 @@ TEST_F(HandlerTest, BadCommandsAreAnsweredAsFailures)
     std::string xml;
     ASSERT_EQ(dsv_cmdToXml(*line("read Nothing"), soap_write_nsc3__sendCmd_s, xml), SOAP_OK);
     std::string text;
-    ASSERT_EQ(dsv_cmdToXml(*command(4, "label", "Energy"), soap_write_nsc3__sendCmd_s, text), SOAP_OK);
+    ASSERT_EQ(dsv_cmdToXml(*command(4, "label", "Energy"), soap_write_nsc3__sendCmd_s, text),
+              SOAP_OK);
     std::string other;
     ASSERT_EQ(dsv_cmdToXml(*line("format disk"), soap_write_nsc3__sendCmd_s, other), SOAP_OK);
     for (const auto& row : rows) {
         const std::string n = dev() + "/inpQueue/" + std::to_string(row.handle);
         node(n);
-        const std::string& stored = row.handle == unreadable ? row.xml
-                                    : row.handle == unknown  ? other
-                                    : row.handle == missingLeaf ? xml : text;
+        const std::string& stored = row.handle == unreadable    ? row.xml
+                                    : row.handle == unknown     ? other
+                                    : row.handle == missingLeaf ? xml
+                                                                : text;
         leaf(n + "/Value", CElement::from_string(stored));
     }
     ASSERT_EQ(handler_->runOnce(kNow), 4);
@@ -130,15 +133,13 @@ TEST_F(HandlerTest, BadCommandsAreAnsweredAsFailures)
     }
 }
 
-TEST_F(HandlerTest, EntryWithoutTextWaitsForALaterPass)
-{
+TEST_F(HandlerTest, EntryWithoutTextWaitsForALaterPass) {
     node(dev() + "/inpQueue/600");
     EXPECT_EQ(handler_->runOnce(kNow), 0);
     EXPECT_EQ(handler_->queuedHandles(), std::vector<int>{600});
 }
 
-TEST_F(HandlerTest, AnswersAgeOutAfterTheConfiguredTime)
-{
+TEST_F(HandlerTest, AnswersAgeOutAfterTheConfiguredTime) {
     const int first = queue(line("version"));
     ASSERT_EQ(handler_->runOnce(kNow), 1);
     const int second = queue(line("version"));

@@ -12,8 +12,7 @@ namespace {
 const char kUndecodable[] = "Could not deserialize results from device handler";
 
 // A stored answer for `handle` as the handler writes it, with a text payload.
-std::string answerXml(int handle, const std::string& text)
-{
+std::string answerXml(int handle, const std::string& text) {
     CmdXmlContext ctx;
     nsc3__getDeviceCmdResultResponse a;
     a.soap_default(ctx.get());
@@ -30,8 +29,7 @@ std::string answerXml(int handle, const std::string& text)
 
 // `depth` nested unknown elements put before the answer's end tag of
 // `xml`; closed when `closed`, else left open (the document never ends).
-std::string nested(const std::string& xml, int depth, bool closed)
-{
+std::string nested(const std::string& xml, int depth, bool closed) {
     std::string open, close;
     for (int i = 0; i < depth; ++i) {
         open += "<a>";
@@ -44,8 +42,7 @@ std::string nested(const std::string& xml, int depth, bool closed)
 
 using ResultTest = CommandsTest;
 
-TEST_F(ResultTest, MissingPathHandleOrValue)
-{
+TEST_F(ResultTest, MissingPathHandleOrValue) {
     auto r = result(7, nullptr);
     EXPECT_EQ(r.result, "? 8 Bad Path Syntax : No device path given");
     EXPECT_EQ(r.numericStatus, nsc3__cmdNumStatus__cmdFailInvalid);
@@ -67,19 +64,30 @@ TEST_F(ResultTest, MissingPathHandleOrValue)
     EXPECT_EQ(r.cmdStatus, "Could not read results");
 }
 
-TEST_F(ResultTest, DamagedOrHostileAnswersAreNotDecodable)
-{
+TEST_F(ResultTest, DamagedOrHostileAnswersAreNotDecodable) {
     const std::string good = answerXml(7, "fine");
-    const struct { const char* what; std::string xml; } rows[] = {
+    const struct {
+        const char* what;
+        std::string xml;
+    } rows[] = {
         {"other handle", answerXml(8, "fine")},
         {"truncated", good.substr(0, good.size() / 2)},
         {"cut before the end tag", good.substr(0, good.rfind("</"))},
         {"empty", ""},
         {"not XML", std::string(1000, '\xff')},
-        {"other root element", "<nsc3:sendCmd-s xmlns:nsc3=\"http://device-ws.example.com/CorvaneC3\"><cmdVersion>1</cmdVersion></nsc3:sendCmd-s>"},
-        {"unknown status number", [&] { std::string x = good; x.replace(x.find(">cmdSuccess<"), 12, ">12<"); return x; }()},
+        {"other root element",
+         "<nsc3:sendCmd-s "
+         "xmlns:nsc3=\"http://device-ws.example.com/CorvaneC3\"><cmdVersion>1</cmdVersion></"
+         "nsc3:sendCmd-s>"},
+        {"unknown status number",
+         [&] {
+             std::string x = good;
+             x.replace(x.find(">cmdSuccess<"), 12, ">12<");
+             return x;
+         }()},
         {"deeply nested, never closed", nested(good, 200000, false)},
-        {"huge and unterminated", "<nsc3:getDeviceCmdResultResponse><result>" + std::string(8 << 20, 'x')},
+        {"huge and unterminated",
+         "<nsc3:getDeviceCmdResultResponse><result>" + std::string(8 << 20, 'x')},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -95,8 +103,7 @@ TEST_F(ResultTest, DamagedOrHostileAnswersAreNotDecodable)
     }
 }
 
-TEST_F(ResultTest, DeeplyNestedUnknownElementsAreSkipped)
-{
+TEST_F(ResultTest, DeeplyNestedUnknownElementsAreSkipped) {
     // Unknown content is skipped without recursion, however deep; what is
     // known still decodes.
     storeAnswer(7, nested(answerXml(7, "fine"), 200000, true));
@@ -107,8 +114,7 @@ TEST_F(ResultTest, DeeplyNestedUnknownElementsAreSkipped)
     EXPECT_STREQ(r.cmdResults.union_cmdResult_s.resText, "fine");
 }
 
-TEST_F(ResultTest, LargeTextPayloadIsCopiedWhole)
-{
+TEST_F(ResultTest, LargeTextPayloadIsCopiedWhole) {
     std::string text(2 << 20, 'a');
     for (size_t i = 0; i < text.size(); i += 97) text[i] = "<&>\"'z"[i % 6];
     storeAnswer(9, answerXml(9, text));
@@ -119,8 +125,7 @@ TEST_F(ResultTest, LargeTextPayloadIsCopiedWhole)
     EXPECT_EQ(std::string(r.cmdResults.union_cmdResult_s.resText), text);
 }
 
-TEST_F(ResultTest, StoredFailureTextsPassThrough)
-{
+TEST_F(ResultTest, StoredFailureTextsPassThrough) {
     CmdXmlContext ctx;
     nsc3__getDeviceCmdResultResponse a;
     a.soap_default(ctx.get());

@@ -27,16 +27,16 @@ struct SendRow {
 };
 
 class SendTest : public CommandsTest {
-public:
-    void damageSchema(const CElement& v, dsv_tribool_t p) { leaf(dev() + "/WsdlVersion/Value", v, p); }
-    void normalSchema()
-    {
+  public:
+    void damageSchema(const CElement& v, dsv_tribool_t p) {
+        leaf(dev() + "/WsdlVersion/Value", v, p);
+    }
+    void normalSchema() {
         api_status_t st;
         cds().set_property(dev() + "/WsdlVersion/Value", ELEMENT_NORMAL, st);
         ASSERT_TRUE(st.ok());
     }
-    void queueEntries(int count)
-    {
+    void queueEntries(int count) {
         for (int i = 0; i < count; ++i) {
             node(dev() + "/inpQueue/" + std::to_string(900 + i));
             leaf(dev() + "/inpQueue/" + std::to_string(900 + i) + "/Value",
@@ -45,15 +45,27 @@ public:
     }
 };
 
-TEST_F(SendTest, EveryRefusalLeavesQueueAndCounterAlone)
-{
+TEST_F(SendTest, EveryRefusalLeavesQueueAndCounterAlone) {
     const SendRow rows[] = {
-        {"unknown device", nullptr, 1, "version", "", "/Meters/M9", "? 29 Command Not Supported : /Meters/M9", true},
+        {"unknown device", nullptr, 1, "version", "", "/Meters/M9",
+         "? 29 Command Not Supported : /Meters/M9", true},
         {"no device path", nullptr, 1, "version", "", nullptr, "? 29 Command Not Supported", true},
-        {"odd device path", nullptr, 1, "version", "", "/Me:ters/../x\n%2E", "? 29 Command Not Supported : /Me:ters/../x\n%2E", true},
-        {"schema leaf not persistent", [](CommandsTest& t) { static_cast<SendTest&>(t).normalSchema(); }, 1, "version", "", kDevice, kNotFound, false},
-        {"schema leaf missing", [](CommandsTest& t) { api_status_t s; t.cds().clear_leaf(t.dev() + "/WsdlVersion/Value", s, "t"); }, 1, "version", "", kDevice, kNotFound, false},
-        {"schema version signed", [](CommandsTest& t) { static_cast<SendTest&>(t).damageSchema(CElement::from_int(5), DSV_TRI_TRUE); }, 1, "version", "", kDevice, "? 30 Wrong Version : Wrong WSDL Version requested", true},
+        {"odd device path", nullptr, 1, "version", "", "/Me:ters/../x\n%2E",
+         "? 29 Command Not Supported : /Me:ters/../x\n%2E", true},
+        {"schema leaf not persistent",
+         [](CommandsTest& t) { static_cast<SendTest&>(t).normalSchema(); }, 1, "version", "",
+         kDevice, kNotFound, false},
+        {"schema leaf missing",
+         [](CommandsTest& t) {
+             api_status_t s;
+             t.cds().clear_leaf(t.dev() + "/WsdlVersion/Value", s, "t");
+         },
+         1, "version", "", kDevice, kNotFound, false},
+        {"schema version signed",
+         [](CommandsTest& t) {
+             static_cast<SendTest&>(t).damageSchema(CElement::from_int(5), DSV_TRI_TRUE);
+         },
+         1, "version", "", kDevice, "? 30 Wrong Version : Wrong WSDL Version requested", true},
         {"free text", nullptr, 4, "label", "Energy", kDevice, kNoSupport, true},
         {"no kind", nullptr, 0, "", "", kDevice, kNoSupport, true},
         {"unknown line", nullptr, 1, "reboot now", "", kDevice, kNoSupport, true},
@@ -62,11 +74,21 @@ TEST_F(SendTest, EveryRefusalLeavesQueueAndCounterAlone)
         {"unknown basic", nullptr, 2, "reset", "Nothing", kDevice, kNoSupport, true},
         {"basic param with slash", nullptr, 2, "reset", "Energy/x", kDevice, kNoSupport, true},
         {"unknown integer", nullptr, 3, "set", "Nothing", kDevice, kNoSupport, true},
-        {"input queue gone", [](CommandsTest& t) { t.removeNode(t.dev() + "/inpQueue"); }, 1, "version", "", kDevice, kNotFound, false},
-        {"input queue empty", [](CommandsTest& t) { t.removeNode(t.dev() + "/inpQueue/maxCount"); }, 1, "version", "", kDevice, kNotFound, false},
-        {"maxCount missing", [](CommandsTest& t) { t.removeNode(t.dev() + "/inpQueue/maxCount"); static_cast<SendTest&>(t).queueEntries(2); }, 1, "version", "", kDevice, kNotFound, false},
-        {"queue full", [](CommandsTest& t) { static_cast<SendTest&>(t).queueEntries(4); }, 2, "reset", "Energy", kDevice, kFull, true},
-        {"counter missing", [](CommandsTest& t) { t.removeNode("/Software/Commands/nextCommandID"); }, 1, "version", "", kDevice, kNotFound, false},
+        {"input queue gone", [](CommandsTest& t) { t.removeNode(t.dev() + "/inpQueue"); }, 1,
+         "version", "", kDevice, kNotFound, false},
+        {"input queue empty", [](CommandsTest& t) { t.removeNode(t.dev() + "/inpQueue/maxCount"); },
+         1, "version", "", kDevice, kNotFound, false},
+        {"maxCount missing",
+         [](CommandsTest& t) {
+             t.removeNode(t.dev() + "/inpQueue/maxCount");
+             static_cast<SendTest&>(t).queueEntries(2);
+         },
+         1, "version", "", kDevice, kNotFound, false},
+        {"queue full", [](CommandsTest& t) { static_cast<SendTest&>(t).queueEntries(4); }, 2,
+         "reset", "Energy", kDevice, kFull, true},
+        {"counter missing",
+         [](CommandsTest& t) { t.removeNode("/Software/Commands/nextCommandID"); }, 1, "version",
+         "", kDevice, kNotFound, false},
     };
     for (const SendRow& row : rows) {
         SCOPED_TRACE(row.what);
@@ -78,30 +100,29 @@ TEST_F(SendTest, EveryRefusalLeavesQueueAndCounterAlone)
         nsc3__sendCmd_s* cmd = command(row.kind, row.name, row.param, 1);
         if (row.kind == 3) cmd->union_sendCmd_s.cmdIval->iValue = 7;
         const auto reply = send(cmd, row.devPath);
-        if (row.exact) EXPECT_EQ(reply.result, row.expectPrefix);
-        else EXPECT_EQ(reply.result.rfind(row.expectPrefix, 0), 0u) << reply.result;
+        if (row.exact)
+            EXPECT_EQ(reply.result, row.expectPrefix);
+        else
+            EXPECT_EQ(reply.result.rfind(row.expectPrefix, 0), 0u) << reply.result;
         EXPECT_GT(reply.result.size(), std::string(kNotFound).size());
         EXPECT_EQ(read(WS_NEXT_COMMAND_ID).to_int(), before.to_int());
         EXPECT_EQ(handler_->queuedHandles().size(), queued);
     }
 }
 
-TEST_F(SendTest, NullCommandRefusedAfterVersionCheck)
-{
+TEST_F(SendTest, NullCommandRefusedAfterVersionCheck) {
     EXPECT_EQ(send(nullptr).result, kNoSupport);
     EXPECT_EQ(send(nullptr, "/Meters/M9").result, "? 29 Command Not Supported : /Meters/M9");
 }
 
-TEST_F(SendTest, ErrorTextsFollowTheOptions)
-{
+TEST_F(SendTest, ErrorTextsFollowTheOptions) {
     EXPECT_EQ(send(command(4, "x", "y"), kDevice, "errorPrefix=ERR").result,
               std::string("ERR") + kNoSupport);
     EXPECT_EQ(send(command(4, "x", "y"), kDevice, "errorString=").result, "");
     EXPECT_EQ(send(command(4, "x", "y"), kDevice, "errorString=Oops").result, "Oops");
 }
 
-TEST_F(SendTest, NewerRequestedVersionIsRefused)
-{
+TEST_F(SendTest, NewerRequestedVersionIsRefused) {
     nsc3__sendCmd_s* cmd = line("version");
     cmd->cmdVersion = 2;
     EXPECT_EQ(send(cmd).result, "? 30 Wrong Version : Wrong WSDL Version requested");
@@ -109,8 +130,7 @@ TEST_F(SendTest, NewerRequestedVersionIsRefused)
     EXPECT_EQ(send(cmd).result, "");
 }
 
-TEST_F(SendTest, LimitSkippedWithExactlyOneChild)
-{
+TEST_F(SendTest, LimitSkippedWithExactlyOneChild) {
     // A limit of 0 would refuse everything if it were read: with only the
     // queue's own maxCount node present it is not.
     leaf(dev() + "/inpQueue/maxCount/Value", CElement::from_uint(0), DSV_TRI_TRUE);
@@ -120,15 +140,13 @@ TEST_F(SendTest, LimitSkippedWithExactlyOneChild)
     EXPECT_EQ(handler_->queuedHandles(), std::vector<int>{first.cmdHandle});
 }
 
-TEST_F(SendTest, QueueTakesExactlyMaxCountCommands)
-{
+TEST_F(SendTest, QueueTakesExactlyMaxCountCommands) {
     for (int i = 0; i < 4; ++i) EXPECT_EQ(send(line("version")).result, "") << i;
     EXPECT_EQ(send(line("version")).result, kFull);
     EXPECT_EQ(handler_->queuedHandles().size(), 4u);
 }
 
-TEST_F(SendTest, HandlesComeFromTheSharedCounter)
-{
+TEST_F(SendTest, HandlesComeFromTheSharedCounter) {
     leaf(WS_NEXT_COMMAND_ID, CElement::from_uint(41), DSV_TRI_TRUE);
     const auto a = send(line("version"));
     const auto b = send(command(3, "set", "Setpoint", 5));
@@ -145,11 +163,11 @@ TEST_F(SendTest, HandlesComeFromTheSharedCounter)
     EXPECT_EQ(handler_->queuedHandles(), (std::vector<int>{41, 42}));
 }
 
-TEST_F(SendTest, QueuedTextIsTheCommandElement)
-{
+TEST_F(SendTest, QueuedTextIsTheCommandElement) {
     const auto reply = send(command(3, "set", "Setpoint", -2147483647 - 1));
     ASSERT_EQ(reply.result, "");
-    const std::string xml = read(dev() + "/inpQueue/" + std::to_string(reply.cmdHandle) + "/Value").to_string();
+    const std::string xml =
+        read(dev() + "/inpQueue/" + std::to_string(reply.cmdHandle) + "/Value").to_string();
     ASSERT_NE(xml.find("<nsc3:sendCmd-s"), std::string::npos) << xml;
     CmdXmlContext ctx;
     nsc3__sendCmd_s back;
@@ -159,12 +177,22 @@ TEST_F(SendTest, QueuedTextIsTheCommandElement)
     EXPECT_EQ(back.union_sendCmd_s.cmdIval->iValue, -2147483647 - 1);
 }
 
-TEST(CommandLineTokenTest, FirstBlankSeparatedWord)
-{
-    const struct { const char* line; const char* token; } rows[] = {
-        {"version", "version"}, {"  read Energy", "read"}, {"\tlist\t-a", "list"},
-        {"", ""}, {" \t ", ""}, {"a/b c", ""}, {"x:y", ""}, {"..", ""}, {".", ""},
-        {"bad\x01word", ""}, {"read\nEnergy", ""},
+TEST(CommandLineTokenTest, FirstBlankSeparatedWord) {
+    const struct {
+        const char* line;
+        const char* token;
+    } rows[] = {
+        {"version", "version"},
+        {"  read Energy", "read"},
+        {"\tlist\t-a", "list"},
+        {"", ""},
+        {" \t ", ""},
+        {"a/b c", ""},
+        {"x:y", ""},
+        {"..", ""},
+        {".", ""},
+        {"bad\x01word", ""},
+        {"read\nEnergy", ""},
     };
     for (const auto& row : rows) EXPECT_EQ(dsv_cmdLineToken(row.line), row.token) << row.line;
     EXPECT_EQ(dsv_cmdLineToken(nullptr), "");

@@ -16,24 +16,21 @@ namespace {
 
 const char* const kSource = "devhandler";
 
-bool addNode(toolkit::CCds& cds, const std::string& path)
-{
+bool addNode(toolkit::CCds& cds, const std::string& path) {
     api_status_t status;
     cds.add_node(path, status, kSource);
     return status.ok() || status.code == API_EXISTS;
 }
 
 bool setLeaf(toolkit::CCds& cds, const std::string& path, const CElement& value,
-             dsv_tribool_t persist)
-{
+             dsv_tribool_t persist) {
     api_status_t status;
     cds.set_leaf(path, value, status, persist, kSource);
     return status.ok();
 }
 
 // A queue entry's name as a handle; false for anything but a decimal int.
-bool handleOf(const std::string& name, int& handle)
-{
+bool handleOf(const std::string& name, int& handle) {
     if (name.empty() || name.size() > 11) return false;
     char* end = nullptr;
     long value = std::strtol(name.c_str(), &end, 10);
@@ -45,12 +42,9 @@ bool handleOf(const std::string& name, int& handle)
 }  // namespace
 
 DeviceHandler::DeviceHandler(toolkit::CCds& cds, const HandlerConfig& config)
-    : m_cds(cds), m_config(config), m_dev(dsv_cmdDeviceNode(config.devPath))
-{
-}
+    : m_cds(cds), m_config(config), m_dev(dsv_cmdDeviceNode(config.devPath)) {}
 
-int DeviceHandler::registerCommands(std::string& error)
-{
+int DeviceHandler::registerCommands(std::string& error) {
     api_status_t status;
     m_cds.test_node(m_config.devPath, status);
     if (!status.ok()) {
@@ -60,14 +54,14 @@ int DeviceHandler::registerCommands(std::string& error)
     CElement next;
     element_property_t property = ELEMENT_NORMAL;
     m_cds.get_leaf(WS_NEXT_COMMAND_ID, status, next, property);
-    bool ok = status.ok() || (addNode(m_cds, "/Software/Commands/nextCommandID") &&
-                              setLeaf(m_cds, WS_NEXT_COMMAND_ID, CElement::from_uint(1),
-                                      DSV_TRI_TRUE));
+    bool ok =
+        status.ok() || (addNode(m_cds, "/Software/Commands/nextCommandID") &&
+                        setLeaf(m_cds, WS_NEXT_COMMAND_ID, CElement::from_uint(1), DSV_TRI_TRUE));
     ok = ok && addNode(m_cds, m_dev + "/WsdlVersion") &&
          setLeaf(m_cds, m_dev + "/WsdlVersion/Value", CElement::from_uint(1), DSV_TRI_TRUE) &&
          addNode(m_cds, m_dev + "/inpQueue/maxCount") &&
-         setLeaf(m_cds, m_dev + "/inpQueue/maxCount/Value",
-                 CElement::from_uint(m_config.maxCount), DSV_TRI_TRUE) &&
+         setLeaf(m_cds, m_dev + "/inpQueue/maxCount/Value", CElement::from_uint(m_config.maxCount),
+                 DSV_TRI_TRUE) &&
          addNode(m_cds, m_dev + "/outQueue");
     for (const std::string& command : dsv_handlerCommandNodes(m_cds, m_config.devPath))
         ok = ok && addNode(m_cds, m_dev + "/cmdList/" + command);
@@ -75,12 +69,10 @@ int DeviceHandler::registerCommands(std::string& error)
     return ok ? 0 : 1;
 }
 
-std::vector<int> DeviceHandler::queuedHandles()
-{
+std::vector<int> DeviceHandler::queuedHandles() {
     std::vector<tk_string> names;
     std::vector<int> handles;
-    if (CPath(m_dev + "/inpQueue").getAttributeList("Children", m_cds, names) != 0)
-        return handles;
+    if (CPath(m_dev + "/inpQueue").getAttributeList("Children", m_cds, names) != 0) return handles;
     for (const std::string& name : names) {
         int handle = 0;
         if (handleOf(name, handle)) handles.push_back(handle);
@@ -89,8 +81,7 @@ std::vector<int> DeviceHandler::queuedHandles()
     return handles;
 }
 
-int DeviceHandler::runOnce(std::time_t now)
-{
+int DeviceHandler::runOnce(std::time_t now) {
     std::vector<tk_string> names;
     if (CPath(m_dev + "/inpQueue").getAttributeList("Children", m_cds, names) != 0) return -1;
     int executed = 0;
@@ -111,8 +102,7 @@ int DeviceHandler::runOnce(std::time_t now)
     return executed;
 }
 
-int DeviceHandler::execute(int handle, const std::string& xml, std::time_t now)
-{
+int DeviceHandler::execute(int handle, const std::string& xml, std::time_t now) {
     CmdXmlContext ctx;
     nsc3__getDeviceCmdResultResponse answer;
     dsv_executeCommand(ctx.get(), m_cds, m_config.devPath, handle, xml, answer);
@@ -128,8 +118,7 @@ int DeviceHandler::execute(int handle, const std::string& xml, std::time_t now)
     return 0;
 }
 
-void DeviceHandler::ageOut(std::time_t now)
-{
+void DeviceHandler::ageOut(std::time_t now) {
     std::vector<tk_string> names;
     if (CPath(m_dev + "/outQueue").getAttributeList("Children", m_cds, names) != 0) return;
     for (const std::string& name : names) {

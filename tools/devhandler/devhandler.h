@@ -11,13 +11,13 @@
 #include "cds_api.h"
 
 struct HandlerConfig {
-    std::string devPath;       // the device node, as clients name it ("/Meters/M1")
-    unsigned maxCount = 8;     // commands the input queue may hold
-    unsigned ageSeconds = 300; // an answer older than this is removed
+    std::string devPath;        // the device node, as clients name it ("/Meters/M1")
+    unsigned maxCount = 8;      // commands the input queue may hold
+    unsigned ageSeconds = 300;  // an answer older than this is removed
 };
 
 class DeviceHandler {
-public:
+  public:
     DeviceHandler(toolkit::CCds& cds, const HandlerConfig& config);
 
     // Creates the device's command node, its schema version (persistent,
@@ -37,7 +37,7 @@ public:
 
     const std::string& deviceNode() const { return m_dev; }
 
-private:
+  private:
     int execute(int handle, const std::string& xml, std::time_t now);
     void ageOut(std::time_t now);
 

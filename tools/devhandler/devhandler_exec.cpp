@@ -17,21 +17,19 @@ namespace {
 
 const char* const kSource = "devhandler";
 
-void status(nsc3__getDeviceCmdResultResponse& a, nsc3__cmdNumStatus numeric, const std::string& text)
-{
+void status(nsc3__getDeviceCmdResultResponse& a, nsc3__cmdNumStatus numeric,
+            const std::string& text) {
     a.numericStatus = numeric;
     a.cmdStatus = text;
 }
 
-void textResult(struct soap* soap, nsc3__getDeviceCmdResultResponse& a, const std::string& text)
-{
+void textResult(struct soap* soap, nsc3__getDeviceCmdResultResponse& a, const std::string& text) {
     a.cmdResults.__union_cmdResult_s = SOAP_UNION__nsc3__union_cmdResult_s_resText;
     a.cmdResults.union_cmdResult_s.resText = soap_strdup(soap, text.c_str());
 }
 
 // Reads devPath/param; false with the store's text in `why`.
-bool readNode(toolkit::CCds& cds, const std::string& path, CElement& value, std::string& why)
-{
+bool readNode(toolkit::CCds& cds, const std::string& path, CElement& value, std::string& why) {
     api_status_t st;
     element_property_t property = ELEMENT_NORMAL;
     cds.get_leaf(path, st, value, property);
@@ -40,8 +38,7 @@ bool readNode(toolkit::CCds& cds, const std::string& path, CElement& value, std:
 }
 
 // Writes `value` to the node's Value in the node's present type.
-bool writeNode(toolkit::CCds& cds, const std::string& path, CElement value, std::string& why)
-{
+bool writeNode(toolkit::CCds& cds, const std::string& path, CElement value, std::string& why) {
     CElement present;
     if (!readNode(cds, path, present, why)) return false;
     if (present.type() != DATA_TYPE_NONE && !value.convert_type(present.type())) {
@@ -55,8 +52,7 @@ bool writeNode(toolkit::CCds& cds, const std::string& path, CElement value, std:
 }
 
 void runLine(struct soap* soap, toolkit::CCds& cds, const std::string& devPath, const char* line,
-             nsc3__getDeviceCmdResultResponse& a)
-{
+             nsc3__getDeviceCmdResultResponse& a) {
     const std::string token = dsv_cmdLineToken(line);
     std::string rest = line ? line : "";
     rest.erase(0, rest.find(token) + token.size());
@@ -82,8 +78,7 @@ void runLine(struct soap* soap, toolkit::CCds& cds, const std::string& devPath, 
 }
 
 void runHarmonics(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
-                  const nsc3__simpleCmd& c, nsc3__getDeviceCmdResultResponse& a)
-{
+                  const nsc3__simpleCmd& c, nsc3__getDeviceCmdResultResponse& a) {
     const std::string path = devPath + "/" + c.param;
     CElement value;
     std::string why;
@@ -108,8 +103,7 @@ void runHarmonics(struct soap* soap, toolkit::CCds& cds, const std::string& devP
 }
 
 void runBasic(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
-              const nsc3__simpleCmd& c, nsc3__getDeviceCmdResultResponse& a)
-{
+              const nsc3__simpleCmd& c, nsc3__getDeviceCmdResultResponse& a) {
     std::string why;
     if (c.name == "harmonics") return runHarmonics(soap, cds, devPath, c, a);
     if (c.name != "reset" || c.param.empty())
@@ -120,8 +114,7 @@ void runBasic(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
 }
 
 void runIval(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
-             const nsc3__setValueCmd& c, nsc3__getDeviceCmdResultResponse& a)
-{
+             const nsc3__setValueCmd& c, nsc3__getDeviceCmdResultResponse& a) {
     std::string why;
     if (c.name != "set" || c.param.empty())
         return status(a, nsc3__cmdNumStatus__cmdFailInvalid, "Command not supported");
@@ -133,8 +126,7 @@ void runIval(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
 
 }  // namespace
 
-std::vector<std::string> dsv_handlerCommandNodes(toolkit::CCds& cds, const std::string& devPath)
-{
+std::vector<std::string> dsv_handlerCommandNodes(toolkit::CCds& cds, const std::string& devPath) {
     std::vector<std::string> out = {"cmdLine/version", "cmdLine/read", "cmdLine/list"};
     std::vector<tk_string> children;
     CPath(devPath).getAttributeList("Children", cds, children);
@@ -148,8 +140,7 @@ std::vector<std::string> dsv_handlerCommandNodes(toolkit::CCds& cds, const std::
 
 void dsv_executeCommand(struct soap* soap, toolkit::CCds& cds, const std::string& devPath,
                         int handle, const std::string& xml,
-                        nsc3__getDeviceCmdResultResponse& answer)
-{
+                        nsc3__getDeviceCmdResultResponse& answer) {
     answer.soap_default(soap);
     answer.cmdHandle = handle;
     answer.cmdResults.cmdVersion = 1;
@@ -162,16 +153,16 @@ void dsv_executeCommand(struct soap* soap, toolkit::CCds& cds, const std::string
         return status(answer, nsc3__cmdNumStatus__cmdFailInvalid, "Unsupported command version");
     const auto& u = cmd.union_sendCmd_s;
     switch (cmd.__union_sendCmd_s) {
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdLine:
-        return runLine(soap, cds, devPath, u.cmdLine, answer);
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdBasic:
-        if (u.cmdBasic) return runBasic(soap, cds, devPath, *u.cmdBasic, answer);
-        break;
-    case SOAP_UNION__nsc3__union_sendCmd_s_cmdIval:
-        if (u.cmdIval) return runIval(soap, cds, devPath, *u.cmdIval, answer);
-        break;
-    default:
-        break;
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdLine:
+            return runLine(soap, cds, devPath, u.cmdLine, answer);
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdBasic:
+            if (u.cmdBasic) return runBasic(soap, cds, devPath, *u.cmdBasic, answer);
+            break;
+        case SOAP_UNION__nsc3__union_sendCmd_s_cmdIval:
+            if (u.cmdIval) return runIval(soap, cds, devPath, *u.cmdIval, answer);
+            break;
+        default:
+            break;
     }
     status(answer, nsc3__cmdNumStatus__cmdFailInvalid, "Command not supported");
 }
