@@ -49,7 +49,7 @@ MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepS
     for (int p = 0; p < 3; ++p) {
         s.volt[p] = round_to(230.0 + 3.0 * std::sin(2 * kPi * (k / 600.0 + p / 3.0)) +
                                  0.8 * noise(seed, meter, step, p),
-                             0.1);
+                             10);
         // Peaks near 650 A: the default 630 A over-current setpoint is
         // crossed for a while in every 180-step wave.
         double load = 450.0 + 200.0 * std::sin(2 * kPi * k / 180.0 + meter) + 15.0 * p +
@@ -64,7 +64,7 @@ MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepS
     s.reactiveKvar = round_to(s.apparentKva * std::sqrt(1.0 - s.pf * s.pf), 100);
     s.freq = round_to(50.0 + 0.05 * std::sin(2 * kPi * k / 120.0) +
                           0.01 * noise(seed, meter, step, 6),
-                      0.001);
+                      1000);
     // Energies grow at a nominal rate so they are a closed form of the step.
     double hours = k * stepSeconds / 3600.0;
     s.energyKwh = round_to(10000.0 * meter + 300.0 * hours, 1000);
