@@ -78,7 +78,7 @@ SOAP_FMAC5 int SOAP_FMAC6 nsc3__getDeviceCmdResult(struct soap* soap, std::strin
     service_options_t opts;
     parseServiceOptions(options, &opts);
     response.result.clear();
-    response.cmdHandle = cmdHandle;
+    response.cmdHandle = 0;
     response.cmdResults.__union_cmdResult_s = 0;
     if (!devPath || devPath->empty()) {
         fail(response, WS_BAD_PATH_SYNTAX, "No device path given",
@@ -88,6 +88,7 @@ SOAP_FMAC5 int SOAP_FMAC6 nsc3__getDeviceCmdResult(struct soap* soap, std::strin
     char number[16];
     std::snprintf(number, sizeof number, "%d", cmdHandle);
     const std::string node = dsv_cmdDeviceNode(*devPath) + "/outQueue/" + number;
+    response.cmdHandle = cmdHandle;
     api_status_t status;
     glptr->cds.test_node(node, status);
     if (!status.ok()) {

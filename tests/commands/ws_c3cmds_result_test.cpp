@@ -47,6 +47,7 @@ TEST_F(ResultTest, MissingPathHandleOrValue) {
     EXPECT_EQ(r.result, "? 8 Bad Path Syntax : No device path given");
     EXPECT_EQ(r.numericStatus, nsc3__cmdNumStatus__cmdFailInvalid);
     EXPECT_EQ(r.cmdStatus, "No device path given");
+    EXPECT_EQ(r.cmdHandle, 0);
     EXPECT_EQ(result(7, "").result, "? 8 Bad Path Syntax : No device path given");
 
     r = result(7);
