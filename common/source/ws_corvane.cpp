@@ -1,5 +1,7 @@
 // Subscription registry: the subscription nodes the publisher reads, built
 // from two node templates, and the three core operations that write them.
+#include "ws_corvane.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -8,7 +10,6 @@
 #include "soapH.h"
 #include "ws_assert.h"
 #include "ws_core.h"
-#include "ws_corvane.h"
 #include "ws_global.h"
 
 using toolkit::CElement;
@@ -101,7 +102,8 @@ void GetSubscrptBasePath(const std::string* subscriptionId, tk_string& out) {
 }
 
 bool IsUsableSubscriptionId(const std::string& id) {
-    return !id.empty() && id != "." && id != ".." && id.find_first_of(std::string("/:\0", 3)) == std::string::npos;
+    return !id.empty() && id != "." && id != ".." &&
+           id.find_first_of(std::string("/:\0", 3)) == std::string::npos;
 }
 
 int LoadNodeLeaves(global_data_t* g, const tk_string& nodePath, const SwInfoNodeTemplate* table) {
@@ -137,8 +139,9 @@ void fillResult(global_data_t* g, const service_options_t& opts, const std::stri
     }
     r.Value = newString(r.soap, reply);
     if (numeric)
-        r.NumericValue = newString(
-            r.soap, value.type() == DATA_TYPE_BOOL ? (value.to_bool() ? "1" : "0") : value.to_string());
+        r.NumericValue =
+            newString(r.soap, value.type() == DATA_TYPE_BOOL ? (value.to_bool() ? "1" : "0")
+                                                             : value.to_string());
     // Only a successful read of a leaf with property 1 carries its own time
     // and the device's quality; everything else is "now" and quality 0.
     if (rc != 0 || prop != 1) {
@@ -168,8 +171,7 @@ nsc1__ArrayOfRealTimeNodeSubscriptionResult* Register_realTimeNodes(
         CPath::PathToNodeName(n.Path ? *n.Path : tk_string(), name);
         if (name.empty()) continue;
         tk_string node = cutPath("%s%s/%s", subscriptionPath.c_str(), "/RTNodes", name.c_str());
-        if (!g->cds.node_exists(node) && LoadNodeLeaves(g, node, SwSubscrptnRTNodes) != 0)
-            continue;
+        if (!g->cds.node_exists(node) && LoadNodeLeaves(g, node, SwSubscrptnRTNodes) != 0) continue;
         info.SetIntValue(node, "/RqstdFreshness", n.RequestedFreshness);
         api_status_t st;
         g->cds.set_leaf(node + "/Deadband/Value", CElement::from_real(n.DeadbandPercent), st,
@@ -190,8 +192,9 @@ int fillSubscription(struct soap* soap, global_data_t* g, _nsc1__createSubscript
     timeval since = {0, 0};
     qel_QELtoUNIXtime64(rq->logSinceTime, &since);
     api_status_t st;
-    g->cds.set_leaf(path + "/ReplyURI/Value", CElement::from_string(rq->replyUri ? *rq->replyUri : ""),
-                    st, DSV_TRI_FALSE, dsv_writeSource());
+    g->cds.set_leaf(path + "/ReplyURI/Value",
+                    CElement::from_string(rq->replyUri ? *rq->replyUri : ""), st, DSV_TRI_FALSE,
+                    dsv_writeSource());
     if (const char* addr = getenv("REMOTE_ADDR"))
         g->swInfo.PrintString(tk_string("New subscription from remote address of ") + addr);
     g->swInfo.SetIntValue(path, "/LeaseDuration", rq->leaseDuration);
@@ -250,9 +253,9 @@ int __nsc1__createSubscription(struct soap* soap, _nsc1__createSubscription* req
     }
 }
 
-int __nsc1__updateSubscriptionRealTimeNodes(struct soap* soap,
-                                            _nsc1__updateSubscriptionRealTimeNodes* request,
-                                            _nsc1__updateSubscriptionRealTimeNodesResponse& response) {
+int __nsc1__updateSubscriptionRealTimeNodes(
+    struct soap* soap, _nsc1__updateSubscriptionRealTimeNodes* request,
+    _nsc1__updateSubscriptionRealTimeNodesResponse& response) {
     global_data_t* g = processRecord(soap);
     if (!request || !request->subscriptionId || request->subscriptionId->empty()) {
         fprintf(stderr, "updateSubscriptionRealTimeNodes: NULL Subscription ID provided");
@@ -263,8 +266,8 @@ int __nsc1__updateSubscriptionRealTimeNodes(struct soap* soap,
     tk_string branch = path + "/RTNodes";
     if (!IsUsableSubscriptionId(*request->subscriptionId) || !g->cds.node_exists(path) ||
         !g->cds.node_exists(branch)) {
-        response.updateSubscriptionRealTimeNodesResult =
-            errorResult(soap, WS_NO_MATCH_SUBSCRIBER_ID, "updateSubscriptionRealTimeNodes() failed");
+        response.updateSubscriptionRealTimeNodesResult = errorResult(
+            soap, WS_NO_MATCH_SUBSCRIBER_ID, "updateSubscriptionRealTimeNodes() failed");
         return SOAP_OK;
     }
     // Additions first, then removals: a node named in both lists ends removed.
@@ -295,7 +298,8 @@ int __nsc1__cancelSubscription(struct soap* soap, _nsc1__cancelSubscription* req
     global_data_t* g = processRecord(soap);
     tk_string path;
     GetSubscrptBasePath(request ? request->subscriptionId : nullptr, path);
-    bool usable = request && request->subscriptionId && IsUsableSubscriptionId(*request->subscriptionId);
+    bool usable =
+        request && request->subscriptionId && IsUsableSubscriptionId(*request->subscriptionId);
     if (usable && g->cds.node_exists(path)) {
         api_status_t st;
         g->cds.remove_node(path, st, dsv_writeSource());

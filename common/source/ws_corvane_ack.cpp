@@ -28,8 +28,8 @@ CEvent ackEvent(const nsc1__AckRequest& rq) {
     ev.ackStatus = static_cast<int>(rq.Status);
     ev.variationLevel = rq.VariationLevel;
     ev.note = rq.Note ? *rq.Note : "";
-    ev.source = CEvent::format_source_string("Web-Services", getenv("REMOTE_USER"),
-                                             getenv("REMOTE_ADDR"));
+    ev.source =
+        CEvent::format_source_string("Web-Services", getenv("REMOTE_USER"), getenv("REMOTE_ADDR"));
     gettimeofday(&ev.stamp, nullptr);
     ev.valueTime = toolkit::CElement::_invalid_time;
     return ev;

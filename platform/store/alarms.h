@@ -34,7 +34,7 @@ namespace cds_alarms {
 // changed to the alarm/event log (opened on first need). The table and the
 // log move together: a record the log refuses undoes the table change.
 class Intake {
-public:
+  public:
     explicit Intake(toolkit::CCds& cds);
     ~Intake();
     Intake(const Intake&) = delete;
@@ -43,7 +43,7 @@ public:
     // else the store's or the log's failure.
     int apply(const toolkit::CEvent& ev);
 
-private:
+  private:
     toolkit::CCds& m_cds;
     tk_string m_location;  // of the alarm/event log, read on first use
     toolkit::CLog* m_log = nullptr;

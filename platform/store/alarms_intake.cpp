@@ -85,7 +85,9 @@ int apply_event(dsv_handle* h, const CEvent& ev, CEvent& logged) {
 
 Intake::Intake(toolkit::CCds& cds) : m_cds(cds) {}
 
-Intake::~Intake() { delete m_log; }
+Intake::~Intake() {
+    delete m_log;
+}
 
 int Intake::apply(const CEvent& ev) {
     // The location is read before our transaction opens (get_leaf runs its

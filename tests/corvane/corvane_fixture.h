@@ -19,7 +19,7 @@
 namespace cvtest {
 
 class Fixture : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         // A memory-backed folder when there is one: the store syncs every
         // commit, and the bulk cases commit tens of thousands of times.
@@ -53,7 +53,8 @@ protected:
     std::string file(const std::string& name) const { return dir + "/" + name; }
 
     // Writes a leaf through the gateway's handle, creating its node.
-    void leaf(const std::string& path, const toolkit::CElement& v, dsv_tribool_t persist = DSV_TRI_UNSET) {
+    void leaf(const std::string& path, const toolkit::CElement& v,
+              dsv_tribool_t persist = DSV_TRI_UNSET) {
         CPath p(path);
         ASSERT_EQ(0, p.normalize()) << path;
         api_status_t st;

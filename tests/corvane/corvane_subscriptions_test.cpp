@@ -15,7 +15,7 @@ const std::string kBase = "/Software/Data Servers/WS-Publisher/Subscriptions/";
 const std::string kCount = "/Software/Data Servers/WS-Publisher/SubUpdateCount/Value";
 
 class Subscriptions : public cvtest::Fixture {
-protected:
+  protected:
     void SetUp() override {
         Fixture::SetUp();
         leaf("/Meters/Volts/Value", CElement::from_real(230.5), DSV_TRI_TRUE);
@@ -54,7 +54,8 @@ protected:
         return __nsc1__createSubscription(soap, &rq, resp);
     }
     int update(const std::string* id, nsc1__ArrayOfNodeSubscription* add,
-               std::vector<std::string> remove, _nsc1__updateSubscriptionRealTimeNodesResponse& resp) {
+               std::vector<std::string> remove,
+               _nsc1__updateSubscriptionRealTimeNodesResponse& resp) {
         _nsc1__updateSubscriptionRealTimeNodes rq;
         rq.soap = soap;
         rq.subscriptionId = id ? str(*id) : nullptr;
@@ -75,9 +76,10 @@ protected:
 TEST_F(Subscriptions, CreateWritesTheLayoutThePublisherReads) {
     const int64_t since = qel_UNIXsecondsToQELtime64(1700000000);
     _nsc1__createSubscriptionResponse resp;
-    ASSERT_EQ(SOAP_OK, create("sub A", nodes({node("/Meters/Volts", 250, 2.5),
-                                               node("/Meters/Flag", 100, 0.0)}),
-                              resp, since, 10));
+    ASSERT_EQ(
+        SOAP_OK,
+        create("sub A", nodes({node("/Meters/Volts", 250, 2.5), node("/Meters/Flag", 100, 0.0)}),
+               resp, since, 10));
     const std::string s = kBase + "sub A";
     struct Row {
         std::string leaf, expected;
@@ -121,8 +123,9 @@ TEST_F(Subscriptions, CreateWritesTheLayoutThePublisherReads) {
 
 TEST_F(Subscriptions, CreateAnswersTheCurrentValues) {
     _nsc1__createSubscriptionResponse resp;
-    ASSERT_EQ(SOAP_OK, create("v", nodes({node("/Meters/Volts"), node("/Meters/Flag"),
-                                           node("/Meters/Amps"), node("/"), node("bad//path:x:y")}),
+    ASSERT_EQ(SOAP_OK, create("v",
+                              nodes({node("/Meters/Volts"), node("/Meters/Flag"),
+                                     node("/Meters/Amps"), node("/"), node("bad//path:x:y")}),
                               resp));
     ASSERT_NE(nullptr, resp.createSubscriptionResult);
     const auto& r = resp.createSubscriptionResult->RealTimeNodeSubscriptionResult;
@@ -182,7 +185,8 @@ TEST_F(Subscriptions, UpdateOfAnUnknownIdAnswersInBand) {
     ASSERT_NE(nullptr, ur.updateSubscriptionRealTimeNodesResult);
     const auto& r = ur.updateSubscriptionRealTimeNodesResult->RealTimeNodeSubscriptionResult;
     ASSERT_EQ(1u, r.size());
-    EXPECT_EQ("? 28 No match for SubscriberId : updateSubscriptionRealTimeNodes() failed", *r[0].Value);
+    EXPECT_EQ("? 28 No match for SubscriberId : updateSubscriptionRealTimeNodes() failed",
+              *r[0].Value);
     EXPECT_FALSE(other->node_exists(kBase + "nobody"));
     _nsc1__updateSubscriptionRealTimeNodesResponse none;
     EXPECT_EQ(1, update(nullptr, nullptr, {}, none));
@@ -225,14 +229,15 @@ TEST_F(Subscriptions, HostileIdsDisturbNothingElse) {
     struct Case {
         std::string id;
         bool accepted;
-    } cases[] = {{"..", false},       {".", false},         {"a/b", false}, {"/", false},
-                 {"../keep", false},  {"x:Units", false},   {"a.b.c", true}, {" spaced id ", true},
-                 {"dots..inside", true}};
+    } cases[] = {{"..", false},   {".", false},          {"a/b", false},
+                 {"/", false},    {"../keep", false},    {"x:Units", false},
+                 {"a.b.c", true}, {" spaced id ", true}, {"dots..inside", true}};
     for (const Case& c : cases) {
         _nsc1__createSubscriptionResponse resp;
         ASSERT_EQ(SOAP_OK, create(c.id, nodes({node("/Meters/Amps")}), resp)) << c.id;
         ASSERT_NE(nullptr, resp.createSubscriptionResult) << c.id;
-        const std::string first = *resp.createSubscriptionResult->RealTimeNodeSubscriptionResult[0].Value;
+        const std::string first =
+            *resp.createSubscriptionResult->RealTimeNodeSubscriptionResult[0].Value;
         if (c.accepted) {
             EXPECT_EQ("4.25", first) << c.id;
             EXPECT_EQ("1", read(kBase + c.id + "/RTNodeCount/Value")) << c.id;

@@ -11,7 +11,7 @@ using wstest::countElements;
 using wstest::elementText;
 
 class Wire : public cvtest::Fixture {
-protected:
+  protected:
     wstest::Reply serve(const std::string& body) {
         return wstest::serve(wstest::envelope(body), g.get());
     }
@@ -49,10 +49,12 @@ TEST_F(Wire, AbsentPartsAreAnsweredCleanly) {
     } cases[] = {
         {"create without id", "<nsc1:createSubscription/>", false},
         {"create with nil id",
-         "<nsc1:createSubscription><nsc1:subscriptionId xsi:nil=\"true\"/></nsc1:createSubscription>",
+         "<nsc1:createSubscription><nsc1:subscriptionId "
+         "xsi:nil=\"true\"/></nsc1:createSubscription>",
          false},
         {"create without nodes",
-         "<nsc1:createSubscription><nsc1:subscriptionId>n</nsc1:subscriptionId></nsc1:createSubscription>",
+         "<nsc1:createSubscription><nsc1:subscriptionId>n</nsc1:subscriptionId></"
+         "nsc1:createSubscription>",
          false},
         {"node without path",
          "<nsc1:createSubscription><nsc1:subscriptionId>p</nsc1:subscriptionId><nsc1:realTimeNodes>"
@@ -61,8 +63,8 @@ TEST_F(Wire, AbsentPartsAreAnsweredCleanly) {
         {"update without id", "<nsc1:updateSubscriptionRealTimeNodes/>", true},
         {"cancel without id", "<nsc1:cancelSubscription/>", true},
         {"acknowledge without list", "<nsc1:acknowledgeAlarm/>", true},
-        {"acknowledge with empty list", "<nsc1:acknowledgeAlarm><nsc1:requests/></nsc1:acknowledgeAlarm>",
-         true},
+        {"acknowledge with empty list",
+         "<nsc1:acknowledgeAlarm><nsc1:requests/></nsc1:acknowledgeAlarm>", true},
     };
     for (const Case& c : cases) {
         wstest::Reply r = serve(c.body);
@@ -78,10 +80,12 @@ TEST_F(Wire, AcknowledgementResultsInRequestOrder) {
     ASSERT_EQ(API_SUCCESS, raise(12, "/Meters/Volts", 5.0));
     wstest::Reply r = serve(
         "<nsc1:acknowledgeAlarm><nsc1:requests>"
-        "<nsc1:AckRequest><nsc1:EventId>13</nsc1:EventId><nsc1:VariationLevel>0</nsc1:VariationLevel>"
+        "<nsc1:AckRequest><nsc1:EventId>13</nsc1:EventId><nsc1:VariationLevel>0</"
+        "nsc1:VariationLevel>"
         "<nsc1:Status>Acked</nsc1:Status></nsc1:AckRequest>"
         "<nsc1:AckRequest><nsc1:EventId>12</nsc1:EventId><nsc1:Note>a &amp; b</nsc1:Note>"
-        "<nsc1:VariationLevel>4</nsc1:VariationLevel><nsc1:Status>Acked</nsc1:Status></nsc1:AckRequest>"
+        "<nsc1:VariationLevel>4</nsc1:VariationLevel><nsc1:Status>Acked</nsc1:Status></"
+        "nsc1:AckRequest>"
         "</nsc1:requests></nsc1:acknowledgeAlarm>");
     ASSERT_EQ(0, r.error) << r.body;
     EXPECT_EQ(2, countElements(r.body, "nsc1:acknowledgeAlarmResult"));

@@ -69,7 +69,8 @@ int cdsctl_alarms(toolkit::CCds& cds, const std::vector<std::string>& words) {
         ev.path = words[2];
         ev.value = parse_value(words[3]);
         ev.conditionPresent = true;
-        if (words.size() > 4) ev.basePriority = static_cast<uint32_t>(strtoul(words[4].c_str(), nullptr, 10));
+        if (words.size() > 4)
+            ev.basePriority = static_cast<uint32_t>(strtoul(words[4].c_str(), nullptr, 10));
     } else {
         // A clear keeps the alarm's path; the table row already has it.
         std::vector<CEvent> alarms;
