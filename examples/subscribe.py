@@ -1,0 +1,28 @@
+#!/usr/bin/python3
+"""Creates a subscription for two points (the gateway sends changes to the
+reply URI), lists the subscribed nodes and the active alarms, then cancels.
+    examples/subscribe.py [REPLY_URI]"""
+import sys
+
+from wsb_client import connect
+
+gw = connect()
+uri = sys.argv[1] if len(sys.argv) > 1 else "http://127.0.0.1:9999/bms"
+points = ["/Devices/Meter1/Power/Active", "/Devices/Meter1/Frequency"]
+nodes = [{"Path": p, "RequestedFreshness": 1000, "DeadbandPercent": 1.0} for p in points]
+r = gw.createSubscription(options="", subscriptionId="bms-example", replyUri=uri,
+                          leaseDuration=60000, realTimeNodes={"NodeSubscription": nodes},
+                          logSinceTime=0, subscribeLogOptions=["Alarm"])
+# The answer holds each node's present value (or an error text).
+entries = r if isinstance(r, list) else (r.RealTimeNodeSubscriptionResult if r else [])
+for e in entries:
+    print("subscribed", e.Path, "=", e.Value)
+print("nodes:", gw.getSubscribedNodes(subscriptionId="bms-example"))
+alarms = gw.getActiveAlarms(request=dict(
+    options="", rqstType="LgRqTypAlarmEvents", startTime=0, endTime=0, nMaxToReturn=0,
+    bLatestEvents=False, bReverseOrder=False, bTrimIncomplete=False, path=""))
+for a in alarms.alarms or []:
+    print("alarm %s %s %s present=%s %s" % (a.EventId, a.Path, a.Value, a.ConditionPresent,
+                                            a.AckStatus))
+gw.cancelSubscription(subscriptionId="bms-example")
+print("cancelled")
