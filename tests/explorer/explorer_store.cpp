@@ -7,11 +7,8 @@ const timeval kRootChangeStamp = {1700000100, 250000};
 const timeval kDevicesQualityStamp = {1700000200, 500};
 
 void ExplorerStore::SetUp() {
-    gw_ = std::make_unique<wstest::TestGateway>();
-    ASSERT_TRUE(cds().is_initialized());
-    soap_ = soap_new();
-    ASSERT_NE(soap_, nullptr);
-    soap_->user = &gw_->global();
+    StoreFixture::SetUp();
+    if (HasFatalFailure()) return;
 
     // Device list order is creation order, so the tree is built top down.
     device("/", "Gateway");
@@ -57,44 +54,11 @@ void ExplorerStore::SetUp() {
     leaf("/Software/Security/Secret/Value", CElement::from_string("xxabcxx"));
 }
 
-void ExplorerStore::TearDown() {
-    if (soap_) {
-        soap_destroy(soap_);
-        soap_end(soap_);
-        soap_free(soap_);
-    }
-    gw_.reset();
-    unsetenv("REMOTE_USER");
-}
-
-void ExplorerStore::node(const std::string& path) {
-    api_status_t status;
-    int result = cds().add_node(path, status, "test");
-    ASSERT_TRUE(status.code == API_EXISTS || (result == 0 && status.ok()))
-        << path << ": " << status.text();
-}
-
-void ExplorerStore::leaf(const std::string& path, const CElement& value, dsv_tribool_t persist) {
-    CPath cpath(path);
-    ASSERT_EQ(cpath.normalize(), 0) << path;
-    if (cpath.getNodePath() != "/") node(cpath.getNodePath());
-    api_status_t status;
-    int result = cds().set_leaf(path, value, status, persist, "test");
-    ASSERT_TRUE(result == 0 && status.ok()) << path << ": " << status.text();
-}
-
 void ExplorerStore::device(const std::string& path, const char* displayName) {
     const std::string base = path == "/" ? "" : path;
     if (path != "/") node(path);
     leaf(base + "/NodeType", CElement::from_string("Device"));
     if (displayName) leaf(base + "/DisplayName", CElement::from_string(displayName));
-}
-
-std::string* ExplorerStore::str(const char* text) {
-    if (!text) return nullptr;
-    std::string* s = soap_new_std__string(soap_);
-    *s = text;
-    return s;
 }
 
 nsdx__getDeviceTreeResponse ExplorerStore::deviceTree(const char* startingPath, bool recursive) {

@@ -13,23 +13,16 @@
 
 #include "soapH.h"
 #include "ws_explorer.h"
-#include "wstest_gateway.h"
+#include "wstest_store.h"
 
 // Stamps given to the identity leaves of the fixture's devices.
 extern const timeval kRootChangeStamp;      // "/sDevChangeCount/Value"
 extern const timeval kDevicesQualityStamp;  // "/Devices/.Quality"
 
-class ExplorerStore : public ::testing::Test {
+class ExplorerStore : public wstest::StoreFixture {
   protected:
     void SetUp() override;
-    void TearDown() override;
 
-    toolkit::CCds& cds() { return gw_->global().cds; }
-
-    // Store helpers on the gateway's own connection.
-    void node(const std::string& path);
-    void leaf(const std::string& path, const toolkit::CElement& value,
-              dsv_tribool_t persist = DSV_TRI_UNSET);
     // A device node: "NodeType" = "Device" and, when given, the display name.
     void device(const std::string& path, const char* displayName = nullptr);
 
@@ -45,8 +38,4 @@ class ExplorerStore : public ::testing::Test {
                                             const char* attribute, const char* pattern,
                                             const char* options = nullptr);
 
-    std::string* str(const char* text);  // null for null, else a context string
-
-    std::unique_ptr<wstest::TestGateway> gw_;
-    struct soap* soap_ = nullptr;
 };

@@ -63,17 +63,11 @@ TEST(ExplorerListsDevice, OneLevelRuleAtTheEdges) {
         bool recursive;
         bool listed;
     } rows[] = {
-        {"/A", "/", false, true},
-        {"/A/B", "/", false, false},
-        {"/A/B", "/", true, true},
-        {"/", "/", false, true},
-        {"/Dev", "/Dev", false, true},
+        {"/A", "/", false, true},       {"/A/B", "/", false, false},     {"/A/B", "/", true, true},
+        {"/", "/", false, true},        {"/Dev", "/Dev", false, true},
         {"/Dev/y", "/Dev", false, true},
-        {"/Devxy", "/Dev", false, true},
-        {"/Devx/y", "/Dev", false, false},
-        {"/Dev/y/z", "/Dev", false, false},
-        {"/De", "/Dev", true, false},
-        {"", "/", true, false},
+        {"/Devxy", "/Dev", false, true}, {"/Devx/y", "/Dev", false, false},
+        {"/Dev/y/z", "/Dev", false, false}, {"/De", "/Dev", true, false}, {"", "/", true, false},
         {"", "", false, true},
     };
     for (const auto& r : rows)
@@ -83,37 +77,32 @@ TEST(ExplorerListsDevice, OneLevelRuleAtTheEdges) {
 
 // ------------------------------------------------------ descriptors
 
-TEST_F(ExplorerStore, RootDeviceReadsItsLeavesWithoutDoubleSlash) {
-    nsdx__getDeviceTreeResponse r = deviceTree("/", false);
-    const nsdx__deviceDescriptor* root = findDevice(r, "/");
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(root->devType, "Device");
-    EXPECT_EQ(root->devDisplayName, "Gateway");
-    EXPECT_EQ(root->devQuality, 192);
-    EXPECT_EQ(root->devChangeCount, 5);
-    EXPECT_EQ(root->devChangeTime, qel_UNIXtoQELtime64(&kRootChangeStamp));
-}
-
-TEST_F(ExplorerStore, MissingIdentityLeavesGiveUnknownAndZero) {
-    nsdx__getDeviceTreeResponse r = deviceTree("/Devices", true);
-    const nsdx__deviceDescriptor* bare = findDevice(r, "/Devices/X");
-    ASSERT_NE(bare, nullptr);
-    EXPECT_EQ(bare->devType, "Device");
-    EXPECT_EQ(bare->devDisplayName, "Unknown");
-    EXPECT_EQ(bare->devQuality, 0);
-    EXPECT_EQ(bare->devChangeCount, 0);
-    // Neither a counter nor a quality leaf: the fallback stamp is empty.
-    EXPECT_EQ(bare->devChangeTime, 0);
-}
-
-TEST_F(ExplorerStore, ChangeTimeFallsBackToTheQualityStamp) {
-    nsdx__getDeviceTreeResponse r = deviceTree("/Devices", false);
-    const nsdx__deviceDescriptor* bus = findDevice(r, "/Devices");
-    ASSERT_NE(bus, nullptr);
-    EXPECT_EQ(bus->devDisplayName, "Bus");
-    EXPECT_EQ(bus->devQuality, 64);
-    EXPECT_EQ(bus->devChangeCount, 0);
-    EXPECT_EQ(bus->devChangeTime, qel_UNIXtoQELtime64(&kDevicesQualityStamp));
+TEST_F(ExplorerStore, DescriptorsReadTheIdentityLeaves) {
+    struct {
+        const char* start;
+        bool recursive;
+        const char* path;
+        const char* name;
+        int quality, count;
+        LONG64 changeTime;
+    } rows[] = {
+        // The root device's leaves are read without a double slash.
+        {"/", false, "/", "Gateway", 192, 5, qel_UNIXtoQELtime64(&kRootChangeStamp)},
+        // No counter: the change time falls back to the quality's stamp.
+        {"/Devices", false, "/Devices", "Bus", 64, 0, qel_UNIXtoQELtime64(&kDevicesQualityStamp)},
+        // Neither counter nor quality: "Unknown", zeros and an empty stamp.
+        {"/Devices", true, "/Devices/X", "Unknown", 0, 0, 0},
+    };
+    for (const auto& row : rows) {
+        nsdx__getDeviceTreeResponse r = deviceTree(row.start, row.recursive);
+        const nsdx__deviceDescriptor* d = findDevice(r, row.path);
+        ASSERT_NE(d, nullptr) << row.path;
+        EXPECT_EQ(d->devType, "Device") << row.path;
+        EXPECT_EQ(d->devDisplayName, row.name) << row.path;
+        EXPECT_EQ(d->devQuality, row.quality) << row.path;
+        EXPECT_EQ(d->devChangeCount, row.count) << row.path;
+        EXPECT_EQ(d->devChangeTime, row.changeTime) << row.path;
+    }
 }
 
 TEST_F(ExplorerStore, DisplayNameAndTypeAreTheStoredTexts) {
