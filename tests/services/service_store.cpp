@@ -1,46 +1,14 @@
 // Temporary store and handler-call helpers shared by the service tests.
 #include "service_store.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <cctype>
-#include <cstdio>
-
 using toolkit::CElement;
 
 const timeval kM1Stamp = {1700000000, 123456};
 
-namespace {
-
-void removeTree(const std::string& dir)
-{
-    if (dir.empty()) return;
-    std::string command = "rm -rf '" + dir + "'";
-    if (std::system(command.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", dir.c_str());
-}
-
-}  // namespace
-
-std::string rowName(const char* description)
-{
-    std::string name(description);
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
-}
-
 void ServiceStore::SetUp()
 {
-    char templ[] = "/tmp/wsb-services-XXXXXX";
-    ASSERT_NE(mkdtemp(templ), nullptr);
-    dir_ = templ;
-    setenv("CDS_STORE", (dir_ + "/cds.db").c_str(), 1);
-    g_ = std::make_unique<global_data_t>();
-    ASSERT_TRUE(g_->cds.is_initialized());
-    soap_ = soap_new();
-    ASSERT_NE(soap_, nullptr);
-    soap_->user = g_.get();
+    StoreFixture::SetUp();
+    if (HasFatalFailure()) return;
 
     for (const char* role : {"admin", "operator", "viewer"})
         leaf(std::string("/Software/Security/Users/") + role + "/Role", CElement::from_string(role));
@@ -77,53 +45,8 @@ void ServiceStore::SetUp()
     leaf("/Meters/List/PossibleValues", CElement::from_string("x;y;z;w;v"));
     leaf("/Meters/List/WritableValues", CElement::from_string("only"));
 
-    node("/Meters/Kept");
-    api_status_t status;
-    ASSERT_EQ(g_->cds.set_leaf("/Meters/Kept/Value", CElement::from_real(1), status,
-                               DSV_TRI_TRUE, "test"),
-              0);
-    ASSERT_TRUE(status.ok());
+    leaf("/Meters/Kept/Value", CElement::from_real(1), DSV_TRI_TRUE);
     actAs("operator");
-}
-
-void ServiceStore::TearDown()
-{
-    if (soap_) {
-        soap_destroy(soap_);
-        soap_end(soap_);
-        soap_free(soap_);
-    }
-    g_.reset();
-    removeTree(dir_);
-    unsetenv("REMOTE_USER");
-    unsetenv("REMOTE_ADDR");
-}
-
-void ServiceStore::actAs(const char* user)
-{
-    if (user)
-        setenv("REMOTE_USER", user, 1);
-    else
-        unsetenv("REMOTE_USER");
-    setenv("REMOTE_ADDR", "10.0.0.5", 1);
-}
-
-void ServiceStore::node(const std::string& path)
-{
-    api_status_t status;
-    int result = g_->cds.add_node(path, status, "test");
-    ASSERT_TRUE(status.code == API_EXISTS || (result == 0 && status.ok()))
-        << path << ": " << status.text();
-}
-
-void ServiceStore::leaf(const std::string& path, const CElement& value)
-{
-    CPath cpath(path);
-    ASSERT_EQ(cpath.normalize(), 0) << path;
-    node(cpath.getNodePath());
-    api_status_t status;
-    int result = g_->cds.set_leaf(path, value, status, DSV_TRI_FALSE, "test");
-    ASSERT_TRUE(result == 0 && status.ok()) << path << ": " << status.text();
 }
 
 CElement ServiceStore::stored(const std::string& path, element_property_t* property)
@@ -131,20 +54,12 @@ CElement ServiceStore::stored(const std::string& path, element_property_t* prope
     api_status_t status;
     CElement value;
     element_property_t prop = ELEMENT_NORMAL;
-    if (g_->cds.get_leaf(path, status, value, prop) != 0 || !status.ok()) return CElement();
+    if (cds().get_leaf(path, status, value, prop) != 0 || !status.ok()) return CElement();
     if (property) *property = prop;
     return value;
 }
 
-bool ServiceStore::exists(const std::string& path) { return g_->cds.node_exists(path); }
-
-std::string* ServiceStore::str(const char* text)
-{
-    if (!text) return nullptr;
-    std::string* out = soap_new_std__string(soap_);
-    *out = text;
-    return out;
-}
+bool ServiceStore::exists(const std::string& path) { return cds().node_exists(path); }
 
 std::string ServiceStore::getValue(const char* path, const char* options)
 {

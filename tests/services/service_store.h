@@ -12,19 +12,14 @@
 #include "soapH.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "wstest_store.h"
 
-class ServiceStore : public ::testing::Test {
+using wstest::rowName;
+
+class ServiceStore : public wstest::StoreFixture {
 protected:
     void SetUp() override;
-    void TearDown() override;
-
-    // Runs the following requests as `user` from 10.0.0.5 (REMOTE_USER and
-    // REMOTE_ADDR as the request loop exports them); null unsets REMOTE_USER.
-    void actAs(const char* user);
-
     // Store helpers on the fixture's own connection.
-    void node(const std::string& path);
-    void leaf(const std::string& path, const toolkit::CElement& value);
     // Value, type and property of a leaf; type 0 when it cannot be read.
     toolkit::CElement stored(const std::string& path, element_property_t* property = nullptr);
     bool exists(const std::string& path);
@@ -41,17 +36,7 @@ protected:
                          int* status = nullptr);
     std::string setLeaf(const char* path, const char* value, const char* options = nullptr,
                         int* status = nullptr);
-
-    std::string* str(const char* text);  // null for null, else a context string
-
-    std::string dir_;
-    std::unique_ptr<global_data_t> g_;
-    struct soap* soap_ = nullptr;
 };
-
-// Test name of a table row: its description with every character that is
-// not a letter or digit turned into '_'.
-std::string rowName(const char* description);
 
 // Timestamp given to the fixture's "/Meters/M1/Value".
 extern const timeval kM1Stamp;

@@ -14,8 +14,8 @@ protected:
     {
         ServiceStore::SetUp();
         // Give up at once instead of waiting for the lock.
-        dsv_set_busy_timeout(g_->cds.handle(), 0);
-        ASSERT_EQ(sqlite3_open((dir_ + "/cds.db").c_str(), &locker_), SQLITE_OK);
+        dsv_set_busy_timeout(cds().handle(), 0);
+        ASSERT_EQ(sqlite3_open(gw_->file("cds.db").c_str(), &locker_), SQLITE_OK);
         ASSERT_EQ(sqlite3_exec(locker_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
     }
     void TearDown() override

@@ -129,7 +129,7 @@ TEST_F(GetValuesTest, HundredThousandPathsAnsweredInBand)
 
 TEST_F(GetValuesTest, UninitialisedStoreIsAnAssertionNamingTheModule)
 {
-    g_->cds.close();
+    cds().close();
     std::vector<std::string> paths = {"/Meters/M1/Value"};
     EXPECT_DEATH(getValues(&paths), "common/source/ws_core:[0-9]+: .*is_initialized");
     EXPECT_DEATH(getValue("/Meters/M1/Value"), "common/source/ws_core:[0-9]+: .*is_initialized");

@@ -48,11 +48,11 @@ protected:
                 _exit(90);
             // Never go on unless the stand-in really is what /sbin/reboot is now.
             if (slurp("/sbin/reboot") != slurp(standIn)) _exit(92);
-            int err = open((dir_ + "/stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            int err = open(gw_->file("stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             if (err < 0 || dup2(err, 2) < 0) _exit(91);
             int status = 0;
             std::string reply = reset(&status);
-            std::ofstream out(dir_ + "/reply.txt");
+            std::ofstream out(gw_->file("reply.txt"));
             out << status << "|" << reply << "|" << __signal_exit;
             out.close();
             _exit(0);
@@ -84,17 +84,17 @@ TEST_F(ResetTest, RebootCommandReplacesTheProcess)
 {
     if (geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
     actAs("admin");
-    const std::string record = dir_ + "/record.txt";
-    writeFile(dir_ + "/reboot", "#!/bin/sh\necho \"$0|$#|$*\" >> '" + record + "'\n", 0755);
-    int wstatus = resetInNamespace(dir_ + "/reboot");
+    const std::string record = gw_->file("record.txt");
+    writeFile(gw_->file("reboot"), "#!/bin/sh\necho \"$0|$#|$*\" >> '" + record + "'\n", 0755);
+    int wstatus = resetInNamespace(gw_->file("reboot"));
     ASSERT_TRUE(WIFEXITED(wstatus));
     ASSERT_NE(WEXITSTATUS(wstatus), 90) << "could not set up the mount namespace";
     ASSERT_NE(WEXITSTATUS(wstatus), 92) << "the stand-in is not in place";
     EXPECT_EQ(WEXITSTATUS(wstatus), 0);
     // Started once, without arguments; the handler never returned.
     EXPECT_EQ(slurp(record), "/sbin/reboot|0|\n");
-    EXPECT_EQ(slurp(dir_ + "/reply.txt"), "");
-    EXPECT_NE(slurp(dir_ + "/stderr.txt")
+    EXPECT_EQ(slurp(gw_->file("reply.txt")), "");
+    EXPECT_NE(slurp(gw_->file("stderr.txt"))
                   .find("Network Card Reset requested via web services by admin at 10.0.0.5"),
               std::string::npos)
         << "the system-log entry is missing";
@@ -105,12 +105,12 @@ TEST_F(ResetTest, FailedRebootIsReported)
     if (geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
     actAs("admin");
     // Not executable: both attempts fail with EACCES, even for root.
-    writeFile(dir_ + "/reboot", "not a program\n", 0644);
-    int wstatus = resetInNamespace(dir_ + "/reboot");
+    writeFile(gw_->file("reboot"), "not a program\n", 0644);
+    int wstatus = resetInNamespace(gw_->file("reboot"));
     ASSERT_TRUE(WIFEXITED(wstatus));
     ASSERT_EQ(WEXITSTATUS(wstatus), 0);
-    EXPECT_EQ(slurp(dir_ + "/reply.txt"), "0|? System Reboot Failed: Permission denied|1");
-    EXPECT_NE(slurp(dir_ + "/stderr.txt").find("Network Card Reset requested"), std::string::npos);
+    EXPECT_EQ(slurp(gw_->file("reply.txt")), "0|? System Reboot Failed: Permission denied|1");
+    EXPECT_NE(slurp(gw_->file("stderr.txt")).find("Network Card Reset requested"), std::string::npos);
 }
 
 }  // namespace

@@ -1,14 +1,10 @@
 // The value operations through the real dispatcher: request XML in, response
 // elements out, including what the engine writes for a refused write.
 #include "service_store.h"
-#include "wstest_dispatch.h"
 
 namespace {
 
-class WireTest : public ServiceStore {
-protected:
-    wstest::Reply serve(const std::string& body) { return wstest::serve(wstest::envelope(body), g_.get()); }
-};
+class WireTest : public ServiceStore {};
 
 TEST_F(WireTest, GetValueRoundTrip)
 {
