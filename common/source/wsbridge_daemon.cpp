@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcgiapp.h>
+
 #include "wsbridge_host.h"
 
 volatile sig_atomic_t __signal_exit = 0;
@@ -21,7 +23,12 @@ const unsigned kTermMask = 0x800E;
 
 void termination_handler(int sig)
 {
-    if (sig >= 0 && sig < 16 && ((kTermMask >> sig) & 1u) != 0) __signal_exit = 1;
+    if (sig >= 0 && sig < 16 && ((kTermMask >> sig) & 1u) != 0) {
+        __signal_exit = 1;
+        // libfcgi retries an interrupted accept unless told a shutdown is
+        // pending; like the line above, this only sets a flag.
+        FCGX_ShutdownPending();
+    }
 }
 
 void installAction(void (*handler)(int))

@@ -169,9 +169,15 @@ int soap_serve(struct soap* soap)
         if (FD_ISSET(kListenFd, &readSet)) {
             glptr->pReq = &request;
             if (FCGX_Accept_r(&request) < 0) {
+                // A termination signal that arrives while libfcgi waits in
+                // accept (a client that connected and left without a record)
+                // makes the accept fail on purpose: that is an ordinary stop.
+                if (__signal_exit) break;
                 std::fputs("Error in Accept(), exiting now...\n", stderr);
                 soap->error = -1;
-                int result = soap_send_fault(soap);
+                // A failed accept leaves no output stream; the fault can only
+                // be written when there is one (mysend asserts on it).
+                int result = request.out != NULL ? soap_send_fault(soap) : -1;
                 FCGX_Free(&request, 1);
                 return result;
             }

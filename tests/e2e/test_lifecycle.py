@@ -106,9 +106,6 @@ def test_connection_records_follow_the_registry(fresh_gateway):
     assert gw.store.children(CONNECTIONS) == []
 
 
-@pytest.mark.xfail(strict=True, reason="a FastCGI connection closed before its first record "
-                   "leaves the loop inside libfcgi's accept, which retries interrupted "
-                   "accepts unless FCGX_ShutdownPending() was called")
 def test_sigterm_after_an_empty_connection(fresh_gateway):
     gw = fresh_gateway()
     probe = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
