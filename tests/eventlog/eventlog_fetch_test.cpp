@@ -34,7 +34,7 @@ protected:
         g_pauses.clear();
     }
     nsdx__logRetrieveRequest* request(int max, int64_t start = 0, int64_t end = 0) {
-        nsdx__logRetrieveRequest* r = soap_new_nsdx__logRetrieveRequest(soap);
+        nsdx__logRetrieveRequest* r = soap_new_nsdx__logRetrieveRequest(soap_);
         r->nMaxToReturn = max;
         r->startTime = start;
         r->endTime = end;
@@ -44,12 +44,12 @@ protected:
     nsdx__getDeltaLogResponse delta(nsdx__logRetrieveRequest* r) {
         nsdx__getDeltaLogResponse resp;
         resp.numTrimmedPoints = -99;
-        EXPECT_EQ(SOAP_OK, nsdx__getDeltaLog(soap, r, resp));
+        EXPECT_EQ(SOAP_OK, nsdx__getDeltaLog(soap_, r, resp));
         return resp;
     }
     nsdx__getEventLogResponse events(nsdx__logRetrieveRequest* r) {
         nsdx__getEventLogResponse resp;
-        EXPECT_EQ(SOAP_OK, nsdx__getEventLog(soap, r, resp));
+        EXPECT_EQ(SOAP_OK, nsdx__getEventLog(soap_, r, resp));
         return resp;
     }
     // Seconds of the values' time stamps, in page order.
@@ -64,12 +64,12 @@ protected:
         std::vector<CEvent> evs;
         for (int i = 1; i <= n; ++i)
             evs.push_back(valueEvent("/M" + std::to_string(i % 3) + "/Value", i));
-        evtest::writeLog(g->deltaLogPath, evs);
+        evtest::writeLog(global().deltaLogPath, evs);
     }
 };
 
 TEST_F(LogRetrieval, CountLimits) {
-    g->maxRecords = 8;
+    global().maxRecords = 8;
     deltaLog(12);
     const std::string tooMany = "? 34 Result Too Big to Return : Please request less than 8 records.";
     struct {
@@ -103,8 +103,8 @@ TEST_F(LogRetrieval, CountLimits) {
 }
 
 TEST_F(LogRetrieval, EventLogMaximumIsAQuarter) {
-    g->maxRecords = 11;  // events: 11 / 4 = 2
-    evtest::writeLog(g->eventLogPath, {valueEvent("/A/Value", 1), valueEvent("/A/Value", 2),
+    global().maxRecords = 11;  // events: 11 / 4 = 2
+    evtest::writeLog(global().eventLogPath, {valueEvent("/A/Value", 1), valueEvent("/A/Value", 2),
                                        valueEvent("/A/Value", 3)});
     auto over = events(request(3));
     EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 2 records.", over.result);
@@ -194,8 +194,8 @@ TEST_F(LogRetrieval, TrimmingOfTheLastTimeStampGroup) {
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
         evtest::ScratchDir logDir;
-        g->deltaLogPath = logDir.file("d.db");
-        groupLog(g->deltaLogPath, r.log, r.other);
+        global().deltaLogPath = logDir.file("d.db");
+        groupLog(global().deltaLogPath, r.log, r.other);
         nsdx__logRetrieveRequest* rq = request(r.max);
         rq->bTrimIncomplete = r.trim;
         rq->bLatestEvents = r.latest;
@@ -209,7 +209,7 @@ TEST_F(LogRetrieval, TrimmingOfTheLastTimeStampGroup) {
 }
 
 TEST_F(LogRetrieval, TrimmingComparesWholeStamps) {
-    evtest::writeLog(g->deltaLogPath,
+    evtest::writeLog(global().deltaLogPath,
                      {valueEvent("/M/Value", 5, 0), valueEvent("/M/Value", 5, 0),
                       valueEvent("/M/Value", 5, 1), valueEvent("/M/Value", 5, 1)});
     nsdx__logRetrieveRequest* rq = request(3);
@@ -239,21 +239,21 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
         evtest::ScratchDir logDir;
-        g->deltaLogPath = logDir.file("d.db");
+        global().deltaLogPath = logDir.file("d.db");
         if (r.content)
-            evtest::writeBytes(g->deltaLogPath, r.content);
+            evtest::writeBytes(global().deltaLogPath, r.content);
         auto resp = delta(request(0));
         EXPECT_EQ(r.result, resp.result);
         EXPECT_TRUE(resp.loggedValues.empty());
-        EXPECT_EQ(r.content != nullptr, evtest::exists(g->deltaLogPath));
+        EXPECT_EQ(r.content != nullptr, evtest::exists(global().deltaLogPath));
     }
     EXPECT_TRUE(g_pauses.empty()) << "open failures are not retried";
 
     // A truncated log is refused when it is opened.
-    g->deltaLogPath = dir.file("deadband.db");
+    global().deltaLogPath = gw_->file("deadband.db");
     deltaLog(3000);
-    std::string bytes = evtest::fileBytes(g->deltaLogPath);
-    evtest::writeBytes(g->deltaLogPath, bytes.substr(0, bytes.size() / 3));
+    std::string bytes = evtest::fileBytes(global().deltaLogPath);
+    evtest::writeBytes(global().deltaLogPath, bytes.substr(0, bytes.size() / 3));
     EXPECT_EQ(noHistory, delta(request(0)).result);
     EXPECT_TRUE(g_pauses.empty());
 
@@ -261,18 +261,18 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
     // attempts, four pauses, and the file is left as it was.
     for (size_t i = bytes.size() / 2; i < bytes.size() - 4096; ++i)
         bytes[i] = static_cast<char>(i * 7);
-    evtest::writeBytes(g->deltaLogPath, bytes);
+    evtest::writeBytes(global().deltaLogPath, bytes);
     auto resp = delta(request(0));
     EXPECT_EQ(noData, resp.result);
     EXPECT_TRUE(resp.loggedValues.empty());
     EXPECT_EQ(std::vector<unsigned>(4, 1), g_pauses);
-    EXPECT_EQ(bytes, evtest::fileBytes(g->deltaLogPath));
+    EXPECT_EQ(bytes, evtest::fileBytes(global().deltaLogPath));
 }
 
 TEST_F(LogRetrieval, BusyLogIsRetriedFiveTimes) {
     deltaLog(5);
     sqlite3* holder = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(g->deltaLogPath.c_str(), &holder));
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(global().deltaLogPath.c_str(), &holder));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(holder,
                                       "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; "
                                       "INSERT INTO log_meta VALUES('holder', 1);",
@@ -304,7 +304,7 @@ TEST_F(LogRetrieval, AbsentRequestIsAnError) {
 
 TEST_F(LogRetrieval, ReadsWriteNothing) {
     deltaLog(50);
-    std::string before = evtest::fileBytes(g->deltaLogPath);
+    std::string before = evtest::fileBytes(global().deltaLogPath);
     for (const char* filter : {"", "/M1", "/M%'\"; DELETE FROM events; --"}) {
         nsdx__logRetrieveRequest* rq = request(7, 2 * kSec, 40 * kSec);
         rq->path = filter;
@@ -312,11 +312,11 @@ TEST_F(LogRetrieval, ReadsWriteNothing) {
         rq->bLatestEvents = true;
         EXPECT_EQ("", delta(rq).result);
     }
-    EXPECT_EQ(before, evtest::fileBytes(g->deltaLogPath));
+    EXPECT_EQ(before, evtest::fileBytes(global().deltaLogPath));
 }
 
 TEST_F(LogRetrieval, EventLogMixesAlarmsAndCountsDropped) {
-    g->maxRecords = 40;
+    global().maxRecords = 40;
     std::vector<CEvent> evs = {valueEvent("/Meters/M1/Value", 1), valueEvent("/Meters/M1/Value", 2),
                                valueEvent("/Software/Watchdogs/x/Value", 3),
                                valueEvent("/Meters/Breaker/Value", 4)};
@@ -325,8 +325,8 @@ TEST_F(LogRetrieval, EventLogMixesAlarmsAndCountsDropped) {
     evs[1].basePriority = 3;
     evs[3].type = CEvent::EVT_ALARM;
     evs[3].value = CElement::from_uint(2);
-    evtest::writeLog(g->eventLogPath, evs);
-    evtest::writeLog(g->systemLogPath, {valueEvent("/Meters/M1/Value", 9)});
+    evtest::writeLog(global().eventLogPath, evs);
+    evtest::writeLog(global().systemLogPath, {valueEvent("/Meters/M1/Value", 9)});
 
     nsdx__logRetrieveRequest* rq = request(0);
     rq->rqstType = nsdx__LogRqstType__LgRqTypAlarmEvents;
@@ -354,8 +354,8 @@ TEST_F(LogRetrieval, EventLogMixesAlarmsAndCountsDropped) {
 }
 
 TEST_F(LogRetrieval, DroppedRecordsAddToTrimmedGroup) {
-    g->maxRecords = 12;  // events: 3
-    evtest::writeLog(g->eventLogPath,
+    global().maxRecords = 12;  // events: 3
+    evtest::writeLog(global().eventLogPath,
                      {valueEvent("/Software/A/Value", 1), valueEvent("/M/Value", 2),
                       valueEvent("/M/Value", 2), valueEvent("/M/Value", 2)});
     nsdx__logRetrieveRequest* rq = request(3);

@@ -133,7 +133,7 @@ TEST_F(EventMapping, EventRecords) {
     for (const EventRow& r : kEventRows) {
         SCOPED_TRACE(r.name);
         CEvent ev = r.make();
-        nss1__Event* e = buildEvent(g.get(), soap, ev, c);
+        nss1__Event* e = buildEvent(&global(), soap_, ev, c);
         if (r.dropped) {
             EXPECT_EQ(nullptr, e);
             continue;
@@ -178,7 +178,7 @@ TEST_F(EventMapping, AlarmRecords) {
         ev.note = r.note;
         ev.variationLevel = r.variation;
         ev.setQuality(64);
-        nss1__AlarmUpdate* a = buildAlarmEvent(g.get(), soap, ev);
+        nss1__AlarmUpdate* a = buildAlarmEvent(&global(), soap_, ev);
         ASSERT_NE(nullptr, a);
         EXPECT_EQ(nss1__EventType__Alarm, a->EventType);
         EXPECT_EQ(r.ack, static_cast<int>(a->AckStatus));
@@ -193,10 +193,10 @@ TEST_F(EventMapping, AlarmRecords) {
         EXPECT_EQ("64", orNull(a->Quality));
     }
     CEvent sw = event(CEvent::EVT_ALARM, "/Software/Watchdogs/x", kReal);
-    EXPECT_EQ(nullptr, buildAlarmEvent(g.get(), soap, sw));
+    EXPECT_EQ(nullptr, buildAlarmEvent(&global(), soap_, sw));
     CEvent cfg = configChange(true);
     cfg.type = CEvent::EVT_ALARM;
-    nss1__AlarmUpdate* a = buildAlarmEvent(g.get(), soap, cfg);
+    nss1__AlarmUpdate* a = buildAlarmEvent(&global(), soap_, cfg);
     ASSERT_NE(nullptr, a);
     EXPECT_EQ(nss1__EventType__Alarm, a->EventType) << "the alarm type wins over type 2";
 }
@@ -224,7 +224,7 @@ TEST_F(EventMapping, PublishedValues) {
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
-        nss1__PublishedValue* v = buildPublishedValue(g.get(), soap, r.ev);
+        nss1__PublishedValue* v = buildPublishedValue(&global(), soap_, r.ev);
         if (r.dropped) {
             EXPECT_EQ(nullptr, v);
             continue;
@@ -242,12 +242,12 @@ TEST_F(EventMapping, PublishedValues) {
 
 TEST_F(EventMapping, ExtractValueNPathKeepsNormalisedPathsAsGiven) {
     std::string *path = nullptr, *value = nullptr, *numeric = nullptr;
-    extractValueNPath(g.get(), soap, "/Meters/Input/Value", true, CElement::from_bool(false),
+    extractValueNPath(&global(), soap_, "/Meters/Input/Value", true, CElement::from_bool(false),
                       &path, &value, &numeric);
     EXPECT_EQ("/Meters/Input", orNull(path));
     EXPECT_EQ("Off", orNull(value));
     EXPECT_EQ("0", orNull(numeric));
-    extractValueNPath(g.get(), soap, "/", false, CElement::from_uint(3), &path, &value, &numeric);
+    extractValueNPath(&global(), soap_, "/", false, CElement::from_uint(3), &path, &value, &numeric);
     EXPECT_EQ("/", orNull(path));
     EXPECT_EQ("3", orNull(value));
     EXPECT_EQ(nullptr, numeric);

@@ -27,8 +27,8 @@ TEST_F(LogWire, EventPageCarriesAlarmUpdatesWithTheirType) {
     evs[1].type = CEvent::EVT_ALARM;
     evs[1].note = "look <here> & there";
     evs[1].ackStatus = 2;
-    evtest::writeLog(g->eventLogPath, evs);
-    std::string body = wstest::dispatch(logRequest("getEventLog", "LgRqTypAlarmEvents", 0), g.get());
+    evtest::writeLog(global().eventLogPath, evs);
+    std::string body = wstest::dispatch(logRequest("getEventLog", "LgRqTypAlarmEvents", 0), &global());
     EXPECT_EQ("", wstest::faultString(body));
     EXPECT_EQ(3, wstest::countElements(body, "nss1:Event") + wstest::countElements(body, "events"));
     EXPECT_NE(std::string::npos, body.find("xsi:type=\"nss1:AlarmUpdate\"")) << body;
@@ -38,23 +38,23 @@ TEST_F(LogWire, EventPageCarriesAlarmUpdatesWithTheirType) {
 }
 
 TEST_F(LogWire, DeltaPageAndInBandError) {
-    evtest::writeLog(g->deltaLogPath, {valueEvent("/Meters/Input/Value", 7)});
+    evtest::writeLog(global().deltaLogPath, {valueEvent("/Meters/Input/Value", 7)});
     auto rec = CElement::from_bool(true);
-    std::string body = wstest::dispatch(logRequest("getDeltaLog", "LgRqTypDeltas", 5), g.get());
+    std::string body = wstest::dispatch(logRequest("getDeltaLog", "LgRqTypDeltas", 5), &global());
     EXPECT_EQ("", wstest::faultString(body));
     EXPECT_EQ("/Meters/Input", wstest::elementText(body, "nss1:Path"));
     EXPECT_EQ("7000000", wstest::elementText(body, "nss1:Time"));
     EXPECT_EQ("true", wstest::elementText(body, "nss1:Trend"));
 
-    g->maxRecords = 4;
-    body = wstest::dispatch(logRequest("getDeltaLog", "LgRqTypDeltas", 5), g.get());
+    global().maxRecords = 4;
+    body = wstest::dispatch(logRequest("getDeltaLog", "LgRqTypDeltas", 5), &global());
     EXPECT_EQ("", wstest::faultString(body));
     EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 4 records.",
               wstest::elementText(body, "result"));
 }
 
 TEST_F(LogWire, MissingRequestRecordIsAnsweredInBand) {
-    std::string body = wstest::dispatch(wstest::envelope("<nsdx:getDeltaLog/>"), g.get());
+    std::string body = wstest::dispatch(wstest::envelope("<nsdx:getDeltaLog/>"), &global());
     EXPECT_EQ("", wstest::faultString(body));
     EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided",
               wstest::elementText(body, "result"));
