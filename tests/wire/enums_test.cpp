@@ -21,10 +21,7 @@ struct LogOptionsRow {
 TEST(SubscribeLogOptionsTest, BitSetIsWrittenAsTheNamesOfItsBits)
 {
     const LogOptionsRow rows[] = {
-        {1, "Trend"},
-        {4, "Alarm"},
-        {10, "NonAlarmEvent Configuration"},
-        {17, "Trend Quality"},
+        {1, "Trend"}, {4, "Alarm"}, {10, "NonAlarmEvent Configuration"}, {17, "Trend Quality"},
         {31, "Trend NonAlarmEvent Alarm Configuration Quality"},
     };
     for (const LogOptionsRow &row : rows) {
@@ -36,10 +33,7 @@ TEST(SubscribeLogOptionsTest, BitSetIsWrittenAsTheNamesOfItsBits)
         ASSERT_EQ(soap_s2nsc1__SubscribeLogOptions(ctx.get(), row.text, &back), SOAP_OK);
         EXPECT_EQ(static_cast<int>(back), row.value);
     }
-}
-
-TEST(SubscribeLogOptionsTest, NamesAreReadInAnyOrder)
-{
+    // The names are read in any order.
     Context ctx;
     nsc1__SubscribeLogOptions back = static_cast<nsc1__SubscribeLogOptions>(0);
     ASSERT_EQ(soap_s2nsc1__SubscribeLogOptions(ctx.get(), "Configuration NonAlarmEvent", &back), SOAP_OK);
@@ -90,23 +84,16 @@ int readEnum(struct soap *soap, const std::string &type, const char *text, int &
 TEST(ExplorerEnumsTest, NamesAndDecimalNumbersAreAcceptedOtherTextIsNot)
 {
     const EnumTextRow rows[] = {
-        {"LeafTypes", "LeafTypeNormal", true, 0},
-        {"LeafTypes", "LeafTypeMPL", true, 3},
-        {"LeafTypes", "2", true, 2},
-        {"LeafTypes", "leaftypempl", false, 0},
-        {"RatePeriod", "RatePeriodAll", true, 5},
-        {"RatePeriod", "4", true, 4},
+        {"LeafTypes", "LeafTypeNormal", true, 0}, {"LeafTypes", "LeafTypeMPL", true, 3},
+        {"LeafTypes", "2", true, 2}, {"LeafTypes", "leaftypempl", false, 0},
+        {"RatePeriod", "RatePeriodAll", true, 5}, {"RatePeriod", "4", true, 4},
         {"RatePeriod", "0", true, 0},
         // Numbers are taken within 0 .. the largest named value only.
-        {"RatePeriod", "9", false, 0},
-        {"RatePeriod", "-1", false, 0},
+        {"RatePeriod", "9", false, 0}, {"RatePeriod", "-1", false, 0},
         {"RatePeriod", "RatePeriodE", false, 0},
-        {"LogRqstType", "LgRqTypSystemEvents", true, 3},
-        {"LogRqstType", "2", true, 2},
-        {"LogRqstType", "Deltas", false, 0},
-        {"LogRqstType", "", false, 0},
-        {"enumSampleType", "SAMPLE-TYPE-PF", true, 1},
-        {"enumSampleType", "SAMPLE_TYPE_PF", false, 0},
+        {"LogRqstType", "LgRqTypSystemEvents", true, 3}, {"LogRqstType", "2", true, 2},
+        {"LogRqstType", "Deltas", false, 0}, {"LogRqstType", "", false, 0},
+        {"enumSampleType", "SAMPLE-TYPE-PF", true, 1}, {"enumSampleType", "SAMPLE_TYPE_PF", false, 0},
     };
     for (const EnumTextRow &row : rows) {
         SCOPED_TRACE(std::string(row.type) + " '" + row.text + "'");
