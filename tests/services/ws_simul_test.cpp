@@ -150,15 +150,6 @@ TEST_F(SimulTest, CreateNodeWithAFailingLeafKeepsTheGoodOnes)
     EXPECT_EQ(stored("/Meters/Y/Writable").type(), DATA_TYPE_NONE);
 }
 
-TEST_F(SimulTest, CreateNodeNeedsAnAdmin)
-{
-    actAs("operator");
-    int status = 0;
-    EXPECT_EQ(createNode("/Meters/Z", {"Units"}, {"A"}, nullptr, &status), "<null>");
-    EXPECT_EQ(status, 401);
-    EXPECT_FALSE(exists("/Meters/Z"));
-}
-
 TEST_F(SimulTest, SubscribedNodes)
 {
     const std::string base = "/Software/Data Servers/WS-Publisher/Subscriptions/";
