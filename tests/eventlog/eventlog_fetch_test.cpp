@@ -292,16 +292,6 @@ TEST_F(LogRetrieval, BusyLogIsRetriedFiveTimes) {
     EXPECT_TRUE(g_pauses.empty());
 }
 
-TEST_F(LogRetrieval, AbsentRequestIsAnError) {
-    deltaLog(2);
-    auto d = delta(nullptr);
-    EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided", d.result);
-    EXPECT_TRUE(d.loggedValues.empty());
-    auto e = events(nullptr);
-    EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided", e.result);
-    EXPECT_TRUE(e.events.empty());
-}
-
 TEST_F(LogRetrieval, ReadsWriteNothing) {
     deltaLog(50);
     std::string before = evtest::fileBytes(global().deltaLogPath);

@@ -54,10 +54,15 @@ TEST_F(LogWire, DeltaPageAndInBandError) {
 }
 
 TEST_F(LogWire, MissingRequestRecordIsAnsweredInBand) {
-    std::string body = wstest::dispatch(wstest::envelope("<nsdx:getDeltaLog/>"), &global());
-    EXPECT_EQ("", wstest::faultString(body));
-    EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided",
-              wstest::elementText(body, "result"));
+    evtest::writeLog(global().deltaLogPath, {valueEvent("/Meters/Input/Value", 7)});
+    for (const char* op : {"<nsdx:getDeltaLog/>", "<nsdx:getEventLog/>"}) {
+        wstest::Reply r = serve(op);
+        EXPECT_EQ(SOAP_OK, r.error) << r.body;
+        EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided",
+                  wstest::elementText(r.body, "result")) << op;
+        EXPECT_EQ(0, wstest::countElements(r.body, "loggedValues") +
+                         wstest::countElements(r.body, "events")) << r.body;
+    }
 }
 
 }  // namespace
