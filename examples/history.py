@@ -32,4 +32,4 @@ else:
 events = gw.getEventLog(request=dict(log, rqstType="LgRqTypAlarmEvents", path=""))
 print("alarm events (newest 10):")
 for e in events.events or []:
-    print("  %s %s %s %s" % (e.Time, e.EventType, e.Path, e.Value))
+    print("  %s %s %s %s" % (e.Time, e.EventType, e.SourcePath, e.Value))

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Creates a subscription for two points (the gateway sends changes to the
-reply URI), lists the subscribed nodes and the active alarms, then cancels.
+reply URI) with their present values, lists the active alarms, then cancels.
     examples/subscribe.py [REPLY_URI]"""
 import sys
 
@@ -13,16 +13,16 @@ nodes = [{"Path": p, "RequestedFreshness": 1000, "DeadbandPercent": 1.0} for p i
 r = gw.createSubscription(options="", subscriptionId="bms-example", replyUri=uri,
                           leaseDuration=60000, realTimeNodes={"NodeSubscription": nodes},
                           logSinceTime=0, subscribeLogOptions=["Alarm"])
-# The answer holds each node's present value (or an error text).
+# The answer holds each node's present value (or an error text), in the
+# order of the request.
 entries = r if isinstance(r, list) else (r.RealTimeNodeSubscriptionResult if r else [])
-for e in entries:
-    print("subscribed", e.Path, "=", e.Value)
-print("nodes:", gw.getSubscribedNodes(subscriptionId="bms-example"))
+for path, e in zip(points, entries):
+    print("subscribed %s = %s (quality %s)" % (path, e.Value, e.Quality))
 alarms = gw.getActiveAlarms(request=dict(
     options="", rqstType="LgRqTypAlarmEvents", startTime=0, endTime=0, nMaxToReturn=0,
     bLatestEvents=False, bReverseOrder=False, bTrimIncomplete=False, path=""))
 for a in alarms.alarms or []:
-    print("alarm %s %s %s present=%s %s" % (a.EventId, a.Path, a.Value, a.ConditionPresent,
+    print("alarm %s %s %s present=%s %s" % (a.EventId, a.SourcePath, a.Value, a.ConditionPresent,
                                             a.AckStatus))
 gw.cancelSubscription(subscriptionId="bms-example")
 print("cancelled")

@@ -51,6 +51,17 @@ stop_demo() {
         $FRONT stop --prefix "$RUN/nginx" || die "nginx of $RUN/nginx did not stop"
     fi
     local pid
+    local f
+    for f in "$RUN/devsim.pid" "$RUN/devhandler.pid"; do
+        [ -f "$f" ] || continue
+        pid=$(cat "$f")
+        # Both stop after the current step or pass on SIGTERM.
+        if kill -0 "$pid" 2>/dev/null && grep -qa "$RUN" "/proc/$pid/cmdline" 2>/dev/null; then
+            kill -TERM "$pid" 2>/dev/null || true
+            wait_for 30 gone "$pid" || die "process $pid ($f) did not stop"
+        fi
+        rm -f "$f"
+    done
     for pid in $(demo_pid); do
         kill -TERM "$pid" 2>/dev/null || true
         # The loop notices the signal within one 5 s select turn.
@@ -68,6 +79,8 @@ fi
 BUILD=$(cd "${1:?usage: run-demo.sh BUILD_DIR | --stop}" && pwd)
 WSBRIDGE=$BUILD/common/source/wsbridge
 CDSCTL=$(find "$BUILD/tools" -maxdepth 2 -name cdsctl -type f -perm -u+x 2>/dev/null | head -1)
+DEVSIM=$BUILD/tools/devsim/devsim
+DEVHANDLER=$BUILD/tools/devhandler/devhandler
 [ -x "$WSBRIDGE" ] || die "not built: $WSBRIDGE"
 [ -n "$CDSCTL" ] || die "not built: cdsctl"
 ls "$BUILD"/wsdl/*.wsdl >/dev/null 2>&1 || die "no WSDL in $BUILD/wsdl"
@@ -79,6 +92,28 @@ say "demo store and folders in $RUN"
 mkdir -p "$RUN/logs" "$RUN/waves" "$RUN/nginx"
 rm -f "$RUN/cds.db" "$RUN"/cds.db-*
 "$CDSCTL" --store "$RUN/cds.db" import "$TOP/deploy/demo/demo-store.json"
+rm -f "$RUN"/logs/*.db "$RUN"/waves/*.cfg "$RUN"/waves/*.dat
+
+# The simulated meter: 90 simulated minutes of history first (a breaker trip
+# with its disturbance record among them), then live at 10 simulated seconds
+# per second. The device handler answers commands for the meter.
+SIM_LOGS=(--store "$RUN/cds.db" --delta-log "$RUN/logs/deadband.db"
+          --alarm-log "$RUN/logs/alarms.db" --system-log "$RUN/logs/system.db"
+          --trend-log "$RUN/logs/interval-trends.db" --wave-dir "$RUN/waves")
+if [ -x "$DEVSIM" ]; then
+    say "simulated meter: history, then live (log $RUN/devsim.log)"
+    "$DEVSIM" "${SIM_LOGS[@]}" --speed 60 --steps 90 2>> "$RUN/devsim.log" \
+        || die "devsim failed (see $RUN/devsim.log)"
+    nohup "$DEVSIM" "${SIM_LOGS[@]}" --interval 1 --speed 10 >> "$RUN/devsim.log" 2>&1 &
+    echo $! > "$RUN/devsim.pid"
+fi
+if [ -x "$DEVHANDLER" ]; then
+    "$DEVHANDLER" --store "$RUN/cds.db" --device /Devices/Meter1 --once \
+        > "$RUN/devhandler.log" 2>&1 || die "devhandler failed (see $RUN/devhandler.log)"
+    nohup "$DEVHANDLER" --store "$RUN/cds.db" --device /Devices/Meter1 \
+        >> "$RUN/devhandler.log" 2>&1 &
+    echo $! > "$RUN/devhandler.pid"
+fi
 
 SOCKET=$DEFAULT_SOCKET
 if listening_on "$DEFAULT_SOCKET"; then
@@ -165,6 +200,12 @@ for name in names:
 sys.exit("no WSDL declares getDefaultLocale")
 PYEOF
 
+if [ -x "$DEVSIM" ] && [ -x "$DEVHANDLER" ]; then
+    say "a tour of the live meter (deploy/demo/tour.py)"
+    $PY "$TOP/deploy/demo/tour.py" --url "$URL" --wave-dir "$RUN/waves" \
+        || die "the tour was not answered in full (logs in $RUN)"
+fi
+
 say "the demo gateway is running"
 cat <<EOF
   SOAP endpoint : $URL   (HTTP POST, basic authentication)
@@ -173,5 +214,7 @@ $(for w in $WSDLS; do echo "                    http://127.0.0.1:$PORT/wsbridge/
   users         : admin / admin-demo, operator / operator-demo, viewer / viewer-demo
   store         : $RUN/cds.db   (inspect: $CDSCTL --store $RUN/cds.db tree /)
   nginx logs    : $RUN/nginx/logs/
+  simulator     : /Devices/Meter1 (log $RUN/devsim.log); tour again:
+                  $PY $TOP/deploy/demo/tour.py --url $URL --wave-dir $RUN/waves
   stop          : ./setup.sh stop   (or deploy/demo/run-demo.sh --stop)
 EOF
