@@ -2,6 +2,7 @@
 // against a real store and alarm log: raise, change, acknowledge, clear, and
 // what the log and the listing show after each.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include "corvane_fixture.h"
@@ -288,6 +289,26 @@ TEST_F(Alarms, ListingLimitsAndErrorTexts) {
     nsdx__getActiveAlarmsResponse resp;
     ASSERT_EQ(SOAP_OK, nsdx__getActiveAlarms(soap, nullptr, resp));
     EXPECT_EQ("? 33 Argument Invalid/Not Supported : No request provided", resp.result);
+}
+
+// Another process holds the store's write lock: the acknowledgement is
+// refused in band, the listing (a reader) still answers, nothing changes.
+TEST_F(Alarms, ABusyStoreRefusesTheAcknowledgement) {
+    ASSERT_EQ(API_SUCCESS, raise(9, "/Meters/Volts/Value", 1.0));
+    sqlite3* db = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(file("cds.db").c_str(), &db));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    dsv_set_busy_timeout(g->cds.handle(), 1);
+    std::vector<std::string> results;
+    ASSERT_EQ(SOAP_OK, acknowledge({ack(9, 1, "late")}, results));
+    EXPECT_EQ("? 20 Write Failed : CDS event_send failed", results[0]);
+    EXPECT_EQ(std::vector<uint64_t>{9}, activeIds(listing()));
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    auto rows = table();
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ(0, rows[0].ackStatus);
+    EXPECT_EQ(1u, logRecords().size());
 }
 
 // A store that is not a store: the listing answers in band.
