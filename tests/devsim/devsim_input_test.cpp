@@ -55,7 +55,11 @@ TEST_F(DevsimTest, TreeIsBuiltOnceAndKeepsClientWrites) {
 }
 
 TEST_F(DevsimTest, BadOptionsAreRefusedBeforeAnythingIsWritten) {
-    struct Row { const char* name; unsigned meters; double interval, speed; };
+    struct Row {
+        const char* name;
+        unsigned meters;
+        double interval, speed;
+    };
     const Row rowsTable[] = {{"no meters", 0, 1, 1},
                              {"zero interval", 1, 0, 1},
                              {"negative speed", 1, 1, -5},
@@ -75,7 +79,11 @@ TEST_F(DevsimTest, BadOptionsAreRefusedBeforeAnythingIsWritten) {
 }
 
 TEST_F(DevsimTest, BrokenFilesAreRefusedAndLeftAsTheyWere) {
-    struct Row { const char* name; std::string devsim::Options::*file; const char* what; };
+    struct Row {
+        const char* name;
+        std::string devsim::Options::*file;
+        const char* what;
+    };
     const Row rowsTable[] = {{"store", &devsim::Options::store, "store"},
                              {"delta log", &devsim::Options::deltaLog, "delta log"},
                              {"system log", &devsim::Options::systemLog, "system log"},

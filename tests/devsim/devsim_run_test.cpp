@@ -26,7 +26,9 @@ std::vector<std::string> cfg_files(const std::string& d) {
     return out;
 }
 
-int64_t us(const timeval& t) { return int64_t(t.tv_sec) * 1000000 + t.tv_usec; }
+int64_t us(const timeval& t) {
+    return int64_t(t.tv_sec) * 1000000 + t.tv_usec;
+}
 
 // Records as comparable rows: time from the first record, path, value text.
 std::vector<std::string> rows(const std::vector<CEvent>& recs) {
@@ -117,7 +119,10 @@ TEST_F(DevsimTest, ClientSetpointDrivesTheOverCurrentAlarm) {
         return -1;  // not in the table
     };
     const std::string sp = "/Devices/Meter1/Setpoints/OverCurrent/Value";
-    struct Row { double setpoint; int expected; };
+    struct Row {
+        double setpoint;
+        int expected;
+    };
     const Row rowsTable[] = {{50, 1}, {1000, 0}, {45, 1}, {999, 0}};
     for (const Row& r : rowsTable) {
         SCOPED_TRACE(r.setpoint);
@@ -161,7 +166,7 @@ TEST_F(DevsimTest, DisturbanceRecordReadsBackWithTheTrip) {
         float& peak = n < size_t(cfg.triggerIndex) ? before : after;
         peak = std::fmax(peak, std::fabs((*ia)[n]));
     }
-    EXPECT_GT(after, 2 * before);  // the fault current
+    EXPECT_GT(after, 2 * before);            // the fault current
     EXPECT_EQ(std::fabs(ia->back()), 0.0f);  // then the breaker is open
 }
 
@@ -191,7 +196,8 @@ TEST_F(DevsimTest, TrendSnapshotsAgreeWithTheDeltaLog) {
             // snapshot's time.
             timeval end = {time_t(snap.time), 0};
             std::vector<CEvent> last;
-            ASSERT_EQ(delta.retrieve(last, &sel.params[i].path, nullptr, &end, 1, true, false, 0), 0);
+            ASSERT_EQ(delta.retrieve(last, &sel.params[i].path, nullptr, &end, 1, true, false, 0),
+                      0);
             ASSERT_EQ(last.size(), 1u) << sel.params[i].path;
             EXPECT_EQ(*s.actual, last[0].value.to_real()) << sel.params[i].path;
         }
@@ -207,7 +213,8 @@ TEST_F(DevsimTest, SeveralMetersEachTripAndRecord) {
     for (unsigned m = 1; m <= 3; ++m) {
         size_t n = 0;
         for (const CEvent& e : recs)
-            n += e.path.compare(0, devsim::meter_node(m).size() + 1, devsim::meter_node(m) + "/") == 0;
+            n += e.path.compare(0, devsim::meter_node(m).size() + 1, devsim::meter_node(m) + "/") ==
+                 0;
         EXPECT_GT(n, 90u) << m;
     }
 }

@@ -1,10 +1,11 @@
 // The simulator's step: values into the store and the delta log, alarms
 // through the store's event intake. Where a step starts is read back from the
 // delta log, so a restart neither repeats nor skips a step.
+#include "devsim.h"
+
 #include <cmath>
 
 #include "cds_alarms.h"
-#include "devsim.h"
 
 using toolkit::CElement;
 using toolkit::CEvent;
@@ -20,7 +21,9 @@ timeval to_tv(int64_t us) {
     return t;
 }
 
-int64_t from_tv(const timeval& t) { return int64_t(t.tv_sec) * 1000000 + t.tv_usec; }
+int64_t from_tv(const timeval& t) {
+    return int64_t(t.tv_sec) * 1000000 + t.tv_usec;
+}
 
 }  // namespace
 
@@ -108,8 +111,8 @@ int Simulator::writeValues(int64_t k, const std::vector<MeterState>& now) {
         MeterState p = meter_state(m_opts.seed, m, k - 1, stepSeconds);
         meter_points(m, p, old);
         if (k == 0 || p.tripped != now[m - 1].tripped)
-            cur.push_back({meter_node(m) + "/Breaker",
-                           CElement::from_uint(now[m - 1].tripped ? 2 : 1)});
+            cur.push_back(
+                {meter_node(m) + "/Breaker", CElement::from_uint(now[m - 1].tripped ? 2 : 1)});
         for (size_t i = 0; i < cur.size(); ++i) {
             if (k > 0 && i < old.size() && cur[i].value == old[i].value) continue;
             CElement v(cur[i].value, t);

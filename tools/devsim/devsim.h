@@ -25,7 +25,7 @@ struct Options {
     double interval = 1.0;  // real seconds between steps
     double speed = 1.0;     // simulated seconds per real second
     uint64_t seed = 1;
-    long steps = -1;        // -1: run until signalled
+    long steps = -1;  // -1: run until signalled
 };
 
 // One meter's values at one step: a pure function of seed, meter and step, so
@@ -34,7 +34,7 @@ struct MeterState {
     double volt[3], amp[3];
     double activeKw, reactiveKvar, apparentKva, pf, freq;
     double energyKwh, energyKvarh;
-    bool tripped;     // the breaker is tripped at this step
+    bool tripped;  // the breaker is tripped at this step
     bool doorOpen;
 };
 MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepSeconds);
@@ -61,7 +61,7 @@ std::string write_disturbance(const std::string& dir, const std::string& stem, u
 // The simulator. Every call returns 0 on success, else non-zero with
 // error() saying what failed.
 class Simulator {
-public:
+  public:
     explicit Simulator(const Options& opts);
     // Opens the store and the logs and builds the tree (idempotent); finds
     // the step to continue from in the delta log.
@@ -74,9 +74,10 @@ public:
     int64_t step_time_us(int64_t k) const;
     const std::string& error() const { return m_error; }
 
-private:
+  private:
     int buildTree();
     int buildMeter(unsigned m);
+    int buildSetpoints(const std::string& meterNode);
     int setMissing(const std::string& node, const char* leaf, const toolkit::CElement& v,
                    dsv_tribool_t persist = DSV_TRI_UNSET);
     int findStart();

@@ -23,7 +23,7 @@ timeval to_tv(int64_t us) {
     return t;
 }
 
-const char* const kTrendPoints[] = {"Voltage/L1", "Voltage/L2", "Voltage/L3", "Current/L1",
+const char* const kTrendPoints[] = {"Voltage/L1", "Voltage/L2", "Voltage/L3",   "Current/L1",
                                     "Current/L2", "Current/L3", "Power/Active", "Frequency"};
 const size_t kTrendCount = sizeof kTrendPoints / sizeof kTrendPoints[0];
 
@@ -55,7 +55,8 @@ int Simulator::raiseOrClear(uint64_t id, const std::string& path, int cond, uint
     e.description = text;
     e.source = "devsim";
     api_status_t st;
-    if (m_cds->event_send(e, st) != 0 || !st.ok()) return fail(std::string("alarm ") + text, st.code);
+    if (m_cds->event_send(e, st) != 0 || !st.ok())
+        return fail(std::string("alarm ") + text, st.code);
     return 0;
 }
 
@@ -78,12 +79,12 @@ int Simulator::updateAlarms(int64_t k, const std::vector<MeterState>& now) {
         // A 3 % dead band: raised above the limit, cleared below 97 % of it,
         // left as the table has it in between (-1).
         int over = peak > limit ? 1 : peak < 0.97 * limit ? 0 : -1;
-        if (int rc = raiseOrClear(overcurrent_alarm_id(m), n + "/Current/L1/Value", over,
-                                  500, CElement::from_real(peak), "Over-current", t, table))
+        if (int rc = raiseOrClear(overcurrent_alarm_id(m), n + "/Current/L1/Value", over, 500,
+                                  CElement::from_real(peak), "Over-current", t, table))
             return rc;
-        if (int rc = raiseOrClear(breaker_alarm_id(m), n + "/Breaker/Value", s.tripped ? 1 : 0, 900,
-                                  CElement::from_uint(s.tripped ? 2 : 1), "Breaker tripped", t,
-                                  table))
+        if (int rc =
+                raiseOrClear(breaker_alarm_id(m), n + "/Breaker/Value", s.tripped ? 1 : 0, 900,
+                             CElement::from_uint(s.tripped ? 2 : 1), "Breaker tripped", t, table))
             return rc;
     }
     return 0;
@@ -140,7 +141,8 @@ int Simulator::defineTrends() {
             toolkit::trend::CParamProperties pp;
             pp.path = d.path + "/" + pt + "/Value";
             pp.decimals = 2;
-            if (int rc = m_trend.define_param(d.path, pp)) return fail("define trend parameter", rc);
+            if (int rc = m_trend.define_param(d.path, pp))
+                return fail("define trend parameter", rc);
         }
     }
     return 0;
@@ -193,7 +195,8 @@ int Simulator::trends(int64_t k) {
             snaps.push_back(snap);
         }
         if (snaps.empty()) continue;
-        if (int rc = m_trend.append(meter_node(m), snaps)) return fail("append trend snapshots", rc);
+        if (int rc = m_trend.append(meter_node(m), snaps))
+            return fail("append trend snapshots", rc);
     }
     return 0;
 }

@@ -32,7 +32,9 @@ double noise(uint64_t seed, unsigned meter, int64_t step, unsigned channel) {
 // Rounds to `per` steps per unit (10 for 0.1). Dividing by the integer scale,
 // not multiplying by 0.1, gives the double nearest the decimal value, so
 // values print as "49.977" rather than "49.977000000000004".
-double round_to(double v, double per) { return std::round(v * per) / per; }
+double round_to(double v, double per) {
+    return std::round(v * per) / per;
+}
 
 // The breaker trips for 6 steps in every 240, at a different phase per meter.
 const int64_t kTripCycle = 240, kTripAt = 120, kTripSteps = 6;
@@ -43,8 +45,8 @@ MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepS
     MeterState s{};
     int64_t phase = (step + 37 * int64_t(meter)) % kTripCycle;
     s.tripped = step >= 0 && phase >= kTripAt && phase < kTripAt + kTripSteps;
-    s.doorOpen = (step + 11 * int64_t(meter)) % 500 >= 300 &&
-                 (step + 11 * int64_t(meter)) % 500 < 310;
+    s.doorOpen =
+        (step + 11 * int64_t(meter)) % 500 >= 300 && (step + 11 * int64_t(meter)) % 500 < 310;
     double k = double(step);
     for (int p = 0; p < 3; ++p) {
         s.volt[p] = round_to(230.0 + 3.0 * std::sin(2 * kPi * (k / 600.0 + p / 3.0)) +
@@ -62,9 +64,8 @@ MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepS
     s.apparentKva = round_to(va / 1000.0, 100);
     s.activeKw = round_to(s.apparentKva * s.pf, 100);
     s.reactiveKvar = round_to(s.apparentKva * std::sqrt(1.0 - s.pf * s.pf), 100);
-    s.freq = round_to(50.0 + 0.05 * std::sin(2 * kPi * k / 120.0) +
-                          0.01 * noise(seed, meter, step, 6),
-                      1000);
+    s.freq = round_to(
+        50.0 + 0.05 * std::sin(2 * kPi * k / 120.0) + 0.01 * noise(seed, meter, step, 6), 1000);
     // Energies grow at a nominal rate so they are a closed form of the step.
     double hours = k * stepSeconds / 3600.0;
     s.energyKwh = round_to(10000.0 * meter + 300.0 * hours, 1000);
@@ -72,10 +73,16 @@ MeterState meter_state(uint64_t seed, unsigned meter, int64_t step, double stepS
     return s;
 }
 
-std::string meter_node(unsigned meter) { return "/Devices/Meter" + std::to_string(meter); }
+std::string meter_node(unsigned meter) {
+    return "/Devices/Meter" + std::to_string(meter);
+}
 
-uint64_t overcurrent_alarm_id(unsigned meter) { return 1000ull * meter + 1; }
-uint64_t breaker_alarm_id(unsigned meter) { return 1000ull * meter + 2; }
+uint64_t overcurrent_alarm_id(unsigned meter) {
+    return 1000ull * meter + 1;
+}
+uint64_t breaker_alarm_id(unsigned meter) {
+    return 1000ull * meter + 2;
+}
 
 void meter_points(unsigned meter, const MeterState& s, std::vector<PointValue>& out) {
     std::string n = meter_node(meter);

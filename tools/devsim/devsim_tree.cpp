@@ -50,6 +50,34 @@ int Simulator::setMissing(const std::string& node, const char* leaf, const CElem
     return st.ok() ? 0 : fail("write " + path, st.code);
 }
 
+// The writable setpoints of a meter, persistent, with their limits.
+int Simulator::buildSetpoints(const std::string& n) {
+    api_status_t st;
+    int rc = 0;
+    struct Setpoint {
+        const char* node;
+        const char* display;
+        const char* units;
+        double v, lo, hi;
+    };
+    const Setpoint sps[] = {
+        {"Setpoints/OverCurrent", "Over-current setpoint", "A", 630, 0, 1000},
+        {"Setpoints/UnderVoltage", "Under-voltage setpoint", "V", 207, 150, 240}};
+    for (const Setpoint& sp : sps) {
+        std::string p = n + "/" + sp.node;
+        m_cds->add_node(p, st, "devsim");
+        if (!st.ok() && st.code != API_EXISTS) return fail("add " + p, st.code);
+        rc = rc ? rc : setMissing(p, "ValueType", CElement::from_string("Real"));
+        rc = rc ? rc : setMissing(p, "Value", CElement::from_real(sp.v), DSV_TRI_TRUE);
+        rc = rc ? rc : setMissing(p, "Units", CElement::from_string(sp.units));
+        rc = rc ? rc : setMissing(p, "Writable", CElement::from_bool(true));
+        rc = rc ? rc : setMissing(p, "Minimum", CElement::from_float(sp.lo));
+        rc = rc ? rc : setMissing(p, "Maximum", CElement::from_float(sp.hi));
+        rc = rc ? rc : setMissing(p, "DisplayName", CElement::from_string(sp.display));
+    }
+    return rc;
+}
+
 int Simulator::buildMeter(unsigned m) {
     api_status_t st;
     std::string n = meter_node(m);
@@ -61,7 +89,8 @@ int Simulator::buildMeter(unsigned m) {
     };
     node(n);
     rc = rc ? rc : setMissing(n, "NodeType", CElement::from_string("Device"));
-    rc = rc ? rc : setMissing(n, "DisplayName", CElement::from_string("Meter " + std::to_string(m)));
+    rc =
+        rc ? rc : setMissing(n, "DisplayName", CElement::from_string("Meter " + std::to_string(m)));
     rc = rc ? rc : setMissing(n, ".Quality", CElement::from_uint(192));
     node(n + "/sDevChangeCount");
     rc = rc ? rc : setMissing(n + "/sDevChangeCount", "Value", CElement::from_uint(0));
@@ -90,24 +119,11 @@ int Simulator::buildMeter(unsigned m) {
         rc = rc ? rc : setMissing(p, "ValueType", CElement::from_string("Boolean"));
         rc = rc ? rc : setMissing(p, "PossibleValues", CElement::from_string("Closed;Open"));
         rc = rc ? rc : setMissing(p, "Value", CElement::from_bool(false));
-        rc = rc ? rc : setMissing(p, "DisplayName",
-                                  CElement::from_string(in[0] == 'D' ? "Door contact" : "Spare input"));
+        rc = rc ? rc
+                : setMissing(p, "DisplayName",
+                             CElement::from_string(in[0] == 'D' ? "Door contact" : "Spare input"));
     }
-    struct Setpoint { const char* node; const char* display; const char* units; double v, lo, hi; };
-    const Setpoint sps[] = {{"Setpoints/OverCurrent", "Over-current setpoint", "A", 630, 0, 1000},
-                            {"Setpoints/UnderVoltage", "Under-voltage setpoint", "V", 207, 150, 240}};
-    for (const Setpoint& sp : sps) {
-        std::string p = n + "/" + sp.node;
-        node(p);
-        rc = rc ? rc : setMissing(p, "ValueType", CElement::from_string("Real"));
-        rc = rc ? rc : setMissing(p, "Value", CElement::from_real(sp.v), DSV_TRI_TRUE);
-        rc = rc ? rc : setMissing(p, "Units", CElement::from_string(sp.units));
-        rc = rc ? rc : setMissing(p, "Writable", CElement::from_bool(true));
-        rc = rc ? rc : setMissing(p, "Minimum", CElement::from_float(sp.lo));
-        rc = rc ? rc : setMissing(p, "Maximum", CElement::from_float(sp.hi));
-        rc = rc ? rc : setMissing(p, "DisplayName", CElement::from_string(sp.display));
-    }
-    return rc;
+    return rc ? rc : buildSetpoints(n);
 }
 
 // The simulated time of step 0 is kept in the store ("/Software/Simulator"),
@@ -132,7 +148,7 @@ int Simulator::buildTree() {
     if (!m_opts.alarmLog.empty()) {
         m_cds->add_node("/Software/Logs/AlarmLog", st, "devsim");
         m_cds->set_leaf(CDS_ALARM_LOG_LEAF, CElement::from_string(m_opts.alarmLog), st,
-                       DSV_TRI_TRUE, "devsim");
+                        DSV_TRI_TRUE, "devsim");
         if (!st.ok()) return fail("write the alarm log location", st.code);
     }
     return 0;

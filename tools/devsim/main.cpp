@@ -16,7 +16,9 @@ namespace {
 
 volatile sig_atomic_t g_stop = 0;
 
-void on_signal(int) { g_stop = 1; }
+void on_signal(int) {
+    g_stop = 1;
+}
 
 const char* const kUsage =
     "usage: devsim [options]\n"
@@ -55,17 +57,28 @@ int parse(int argc, char** argv, devsim::Options& o) {
         const char* v = argv[++i];
         double d = 0;
         bool ok = true;
-        if (a == "--store") o.store = v;
-        else if (a == "--delta-log") o.deltaLog = v;
-        else if (a == "--alarm-log") o.alarmLog = v;
-        else if (a == "--system-log") o.systemLog = v;
-        else if (a == "--trend-log") o.trendLog = v;
-        else if (a == "--wave-dir") o.waveDir = v;
-        else if (a == "--meters") ok = number(v, 1, 64, d) && d == std::floor(d), o.meters = unsigned(d);
-        else if (a == "--interval") ok = number(v, 0.001, 86400, d), o.interval = d;
-        else if (a == "--speed") ok = number(v, 0.001, 1e6, d), o.speed = d;
-        else if (a == "--seed") ok = number(v, 0, 1e15, d) && d == std::floor(d), o.seed = uint64_t(d);
-        else if (a == "--steps") ok = number(v, 0, 1e12, d) && d == std::floor(d), o.steps = long(d);
+        if (a == "--store")
+            o.store = v;
+        else if (a == "--delta-log")
+            o.deltaLog = v;
+        else if (a == "--alarm-log")
+            o.alarmLog = v;
+        else if (a == "--system-log")
+            o.systemLog = v;
+        else if (a == "--trend-log")
+            o.trendLog = v;
+        else if (a == "--wave-dir")
+            o.waveDir = v;
+        else if (a == "--meters")
+            ok = number(v, 1, 64, d) && d == std::floor(d), o.meters = unsigned(d);
+        else if (a == "--interval")
+            ok = number(v, 0.001, 86400, d), o.interval = d;
+        else if (a == "--speed")
+            ok = number(v, 0.001, 1e6, d), o.speed = d;
+        else if (a == "--seed")
+            ok = number(v, 0, 1e15, d) && d == std::floor(d), o.seed = uint64_t(d);
+        else if (a == "--steps")
+            ok = number(v, 0, 1e12, d) && d == std::floor(d), o.steps = long(d);
         else {
             fprintf(stderr, "devsim: unknown option %s\n%s", a.c_str(), kUsage);
             return 2;
