@@ -136,7 +136,7 @@ def test_soak_ten_simulated_minutes_with_concurrent_reads(demo):
                            stderr=subprocess.PIPE, text=True)
     errors, calls, rss = [], 0, []
     try:
-        while sim.poll() is None or calls < 30:
+        while sim.poll() is None or calls < 150:
             v = values.getValue(options="", path=METER + "/Current/L1/Value")
             try:
                 float(v)
@@ -154,7 +154,7 @@ def test_soak_ten_simulated_minutes_with_concurrent_reads(demo):
             if r.result:
                 errors.append(r.result)
             calls += 1
-            if calls == 10:
+            if calls == 20:
                 rss.append(rss_kb(gw.proc.pid))
     finally:
         code = stop(sim)
