@@ -5,6 +5,8 @@
 #include <dirent.h>
 
 #include <cmath>
+#include <fstream>
+#include <sstream>
 
 #include "comtrade.h"
 #include "devsim_fixture.h"
@@ -24,6 +26,13 @@ std::vector<std::string> cfg_files(const std::string& d) {
         closedir(h);
     }
     return out;
+}
+
+std::string slurp(const std::string& path) {
+    std::ifstream f(path, std::ios::binary);
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
 }
 
 int64_t us(const timeval& t) {
@@ -65,6 +74,36 @@ TEST_F(DevsimTest, RestartsContinueTheLogsWithoutGapOrDuplicate) {
     }
     EXPECT_EQ(cfg_files(other + "/waves").size(), 1u);
     EXPECT_EQ(cfg_files(dir + "/waves").size(), 1u);
+}
+
+// A step stopped after its side logs and store writes but before its delta
+// records (the state a crash there leaves) is run again without a repeated
+// alarm, system record or disturbance file.
+TEST_F(DevsimTest, StepInterruptedBeforeItsDeltaRecordsIsRunAgainOnce) {
+    std::string other = dir + "/once";
+    ASSERT_EQ(mkdir(other.c_str(), 0755), 0);
+    run(options(other), kTrip + 1);
+
+    run(opts, kTrip);
+    std::string saved = slurp(opts.deltaLog);
+    ASSERT_FALSE(saved.empty());
+    run(opts, 1);  // the trip step, complete
+    // Its delta records are lost: the log goes back to before the step.
+    for (const char* suffix : {"-wal", "-shm"}) unlink((opts.deltaLog + suffix).c_str());
+    std::ofstream(opts.deltaLog, std::ios::binary | std::ios::trunc) << saved;
+    {
+        devsim::Simulator sim(opts);
+        ASSERT_EQ(sim.open(), 0) << sim.error();
+        EXPECT_EQ(sim.next_step(), kTrip);
+        ASSERT_EQ(sim.step(), 0) << sim.error();
+    }
+    for (const char* log : {"/deadband.db", "/alarms.db", "/system.db"}) {
+        SCOPED_TRACE(log);
+        std::vector<CEvent> a = records(other + log), b = records(dir + log);
+        expect_contiguous(b);
+        EXPECT_EQ(rows(a), rows(b));
+    }
+    EXPECT_EQ(cfg_files(opts.waveDir).size(), 1u);
 }
 
 TEST_F(DevsimTest, BreakerTripRaisesThenClearsItsAlarm) {
