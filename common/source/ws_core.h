@@ -127,6 +127,13 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
                   const std::vector<std::string>& paths, const std::vector<std::string>& values,
                   std::vector<std::string>& replies, size_t* failures = nullptr);
 
+// One multi-value write request (setValues, SetLeaves): parses `optionsText`,
+// checks the lists, then writes them with dsv_setValues. Absent lists count
+// as empty. Returns SOAP_OK or 401, as dsv_setValues.
+int dsv_serveSetValues(struct soap* soap, bool testMode, const std::string* optionsText,
+                       const std::vector<std::string>* paths,
+                       const std::vector<std::string>* values, std::vector<std::string>& replies);
+
 // "Web-Services" with the client's REMOTE_USER and REMOTE_ADDR: the source
 // named with every write.
 tk_string dsv_writeSource();

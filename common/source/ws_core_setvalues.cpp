@@ -93,18 +93,25 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
     return 0;
 }
 
+int dsv_serveSetValues(struct soap* soap, bool testMode, const std::string* optionsText,
+                       const std::vector<std::string>* paths,
+                       const std::vector<std::string>* values, std::vector<std::string>& replies)
+{
+    service_options_t options;
+    parseServiceOptions(optionsText, &options);
+    const std::vector<std::string> none;
+    tk_string reply;
+    if (dsv_testPathsValues(paths ? *paths : none, values ? *values : none, reply, &options) != 0) {
+        replies.assign(1, reply);
+        return SOAP_OK;
+    }
+    return dsv_setValues(soap, testMode, &options, *paths, *values, replies);
+}
+
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__setValues(struct soap* soap, _nsc1__setValues* request,
                                             _nsc1__setValuesResponse& response)
 {
-    service_options_t options;
-    parseServiceOptions(request ? request->options : nullptr, &options);
-    const std::vector<std::string> none;
-    const std::vector<std::string>& paths = request ? request->paths : none;
-    const std::vector<std::string>& values = request ? request->values : none;
-    tk_string reply;
-    if (dsv_testPathsValues(paths, values, reply, &options) != 0) {
-        response.setValuesResult.assign(1, reply);
-        return SOAP_OK;
-    }
-    return dsv_setValues(soap, false, &options, paths, values, response.setValuesResult);
+    return dsv_serveSetValues(soap, false, request ? request->options : nullptr,
+                              request ? &request->paths : nullptr,
+                              request ? &request->values : nullptr, response.setValuesResult);
 }

@@ -148,17 +148,9 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__SetLeaf(struct soap* soap, _nst1__SetLeaf* req
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__SetLeaves(struct soap* soap, _nst1__SetLeaves* request,
                                             _nst1__SetLeavesResponse& response)
 {
-    service_options_t options;
-    parseServiceOptions(request ? request->options : nullptr, &options);
-    const std::vector<std::string> none;
-    const std::vector<std::string>& paths = request ? request->paths : none;
-    const std::vector<std::string>& values = request ? request->values : none;
-    tk_string reply;
-    if (dsv_testPathsValues(paths, values, reply, &options) != 0) {
-        response.SetLeavesResult.assign(1, reply);
-        return SOAP_OK;
-    }
-    return dsv_setValues(soap, true, &options, paths, values, response.SetLeavesResult);
+    return dsv_serveSetValues(soap, true, request ? request->options : nullptr,
+                              request ? &request->paths : nullptr,
+                              request ? &request->values : nullptr, response.SetLeavesResult);
 }
 
 tk_string dsv_resetLogText(const char* user, const char* address)
