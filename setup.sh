@@ -44,7 +44,7 @@ case "${1:-}" in
     sanitize)
         install_deps
         build build-asan -DWSB_SANITIZE=ON -DWSB_BUILD_BENCH=OFF
-        ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+        WSB_SANITIZED=1 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
             ctest --test-dir build-asan --output-on-failure -j"$(nproc)"
         ;;
     stop)

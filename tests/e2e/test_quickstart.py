@@ -168,5 +168,8 @@ def test_soak_ten_simulated_minutes_with_concurrent_reads(demo):
     for log in ("alarms.db", "system.db"):
         n, first, last = sequence(gw, log)
         assert (first, n) == (1, last), log
-    # The gateway's resident memory settles once its caches are warm.
-    assert rss[-1] <= rss[0] * 1.25 + 4096, rss
+    # The gateway's resident memory settles once its caches are warm. A
+    # sanitizer build holds freed memory in quarantine, so its resident size
+    # says nothing about leaks (LeakSanitizer checks those at exit).
+    if not os.environ.get("WSB_SANITIZED"):
+        assert rss[-1] <= rss[0] * 1.25 + 4096, rss
