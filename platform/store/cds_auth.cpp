@@ -41,8 +41,11 @@ std::string head_of(const CPath& path) {
 }  // namespace
 
 bool CPath::is_read_authorized() const {
-    std::string head = head_of(*this);
-    return !head.empty() && !path_syntax::is_under(head, kSecurity);
+    // A malformed path names nothing: the store refuses it with status 5, so
+    // the reader gets the bad-path answer rather than a refusal.
+    path_syntax::Parsed p;
+    if (!path_syntax::parse(str(), p)) return true;
+    return !path_syntax::is_under(p.head, kSecurity);
 }
 
 bool CPath::is_cds_write_authorized(toolkit::CCds& cds, bool testMode) const {

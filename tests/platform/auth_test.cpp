@@ -61,7 +61,7 @@ const AuthCase kCases[] = {
     {"carol", "/Devices/M1/Value", false, true, false, false, false},  // user names are exact
     {"../root", "/Devices/M1/Value", false, true, false, false, false},
     {"root/x", "/Devices/M1/Value", false, true, false, false, false},
-    {"root", "/Devices//M1", false, false, false, false, true},       // malformed path
+    {"root", "/Devices//M1", false, true, false, false, true},  // malformed: the store refuses it
 };
 
 }  // namespace

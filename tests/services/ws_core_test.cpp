@@ -79,12 +79,12 @@ TEST_P(ReadTest, GetValuesGivesTheSameReplyPerPath)
     EXPECT_EQ(replies[0], "42");
     EXPECT_EQ(replies[2], "V");
     // A path that does not normalise is not refused before the batch read;
-    // the read-authorisation test, which comes first per path, refuses it.
+    // the store answers it with its bad-path status.
     CPath check(row.path);
     if (check.normalize() == 0) {
         EXPECT_EQ(replies[1], row.expected) << row.name;
     } else {
-        EXPECT_EQ(replies[1], "? 2 Not Authorized : Unauthorized read") << row.name;
+        EXPECT_EQ(replies[1], "? 8 Bad Path Syntax : CDS access failed") << row.name;
     }
 }
 
@@ -107,7 +107,7 @@ TEST_F(GetValuesTest, OneReplyPerPathInOrderAfterAFailure)
                                       "", "/Meters/Input/Value"};
     std::vector<std::string> replies = getValues(&paths);
     std::vector<std::string> expected = {"230.5", "? 9 Node Not Found : CDS access failed",
-                                         "Closed", "? 2 Not Authorized : Unauthorized read",
+                                         "Closed", "? 8 Bad Path Syntax : CDS access failed",
                                          "On"};
     EXPECT_EQ(replies, expected);
 }
@@ -123,7 +123,7 @@ TEST_F(GetValuesTest, HundredThousandPathsAnsweredInBand)
     ASSERT_EQ(replies.size(), paths.size());
     for (size_t i = 0; i < replies.size(); i += 3) ASSERT_EQ(replies[i], "230.5") << i;
     EXPECT_EQ(replies[1], "? 9 Node Not Found : CDS access failed");
-    EXPECT_EQ(replies[99998], "? 2 Not Authorized : Unauthorized read");
+    EXPECT_EQ(replies[99998], "? 8 Bad Path Syntax : CDS access failed");
 }
 
 TEST_F(GetValuesTest, UninitialisedStoreIsAnAssertionNamingTheModule)
