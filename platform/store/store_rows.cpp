@@ -71,6 +71,16 @@ static CElement element_of(sqlite3_stmt* s, element_property_t& property) {
     return e;
 }
 
+// Steps a bound leaf query: the leaf's value and property, or not found.
+static int step_leaf(sqlite3_stmt* s, CElement& value, element_property_t& property) {
+    int rc = sqlite3_step(s);
+    if (rc == SQLITE_ROW) {
+        value = element_of(s, property);
+        return API_SUCCESS;
+    }
+    return rc == SQLITE_DONE ? API_NOT_FOUND : code_of(rc);
+}
+
 int read_leaf(dsv_handle* h, const std::string& node, const std::string& name, CElement& value,
               element_property_t& property) {
     int rc = SQLITE_OK;
@@ -82,12 +92,7 @@ int read_leaf(dsv_handle* h, const std::string& node, const std::string& name, C
     StmtGuard g(s);
     bind_text(s, 1, node);
     bind_text(s, 2, name);
-    rc = sqlite3_step(s);
-    if (rc == SQLITE_ROW) {
-        value = element_of(s, property);
-        return API_SUCCESS;
-    }
-    return rc == SQLITE_DONE ? API_NOT_FOUND : code_of(rc);
+    return step_leaf(s, value, property);
 }
 
 int read_leaf_by_id(dsv_handle* h, int64_t nodeId, const std::string& name, CElement& value,
@@ -99,12 +104,7 @@ int read_leaf_by_id(dsv_handle* h, int64_t nodeId, const std::string& name, CEle
     StmtGuard g(s);
     sqlite3_bind_int64(s, 1, nodeId);
     bind_text(s, 2, name);
-    rc = sqlite3_step(s);
-    if (rc == SQLITE_ROW) {
-        value = element_of(s, property);
-        return API_SUCCESS;
-    }
-    return rc == SQLITE_DONE ? API_NOT_FOUND : code_of(rc);
+    return step_leaf(s, value, property);
 }
 
 int leaf_exists(dsv_handle* h, int64_t nodeId, const std::string& name) {
