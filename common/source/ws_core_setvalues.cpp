@@ -57,8 +57,8 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
     replies.clear();
     if (!allWritesAuthorized(glptr->cds, testMode, paths)) return 401;
 
-    WriteContext ctx{glptr->cds, testMode, options, dsv_persistFlag(options), dsv_writeSource(),
-                     true};
+    WriteContext ctx{glptr->cds,        testMode, options, dsv_persistFlag(options),
+                     dsv_writeSource(), true,     writeStamp(glptr->clock)};
     replies.resize(paths.size());
     std::vector<tk_string> writePaths;
     std::vector<CElement> elements;

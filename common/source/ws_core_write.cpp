@@ -84,13 +84,6 @@ int conversionFamily(data_type_t type)
     return 2;
 }
 
-timeval nowStamp()
-{
-    timeval tv{};
-    qel_QELtoUNIXtime(qel_UTCtime(nullptr), &tv);
-    return tv;
-}
-
 // Type of a leaf that holds no value yet (test mode): taken from the
 // attribute name; limit-like attributes follow the node's Value.
 data_type_t inferNewLeafType(CCds& cds, const CPath& path, const tk_string& attribute)
@@ -131,7 +124,7 @@ bool convertWriteValue(const WriteContext& ctx, const CPath& cpath, const tk_str
             BnwsErrMsg(WS_BAD_VALUE_FORMAT, detail, Reply, ctx.options);
             return false;
         }
-        if (matchedState) element = CElement(stateValue, nowStamp());
+        if (matchedState) element = CElement(stateValue, ctx.stamp);
     }
     if (matchedState || type == DATA_TYPE_STRING) return true;
     tk_string converted;
@@ -277,6 +270,13 @@ void dsv_fixValueType(CCds& cds, const tk_string& nodePath, const tk_string& typ
     }
 }
 
+timeval writeStamp(const ws_clock_t& clock)
+{
+    timeval tv{};
+    qel_QELtoUNIXtime(clock.utcNow(), &tv);
+    return tv;
+}
+
 dsv_tribool_t dsv_persistFlag(const service_options_t* options)
 {
     return options && options->persist ? DSV_TRI_TRUE : DSV_TRI_FALSE;
@@ -313,7 +313,7 @@ LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path
 
     const tk_string attribute = cpath.getPathAttribute();
     data_type_t type = element.type();
-    element = CElement(CElement::from_string(value), nowStamp());
+    element = CElement(CElement::from_string(value), ctx.stamp);
     if (type == DATA_TYPE_NONE) type = inferNewLeafType(ctx.cds, cpath, attribute);
 
     bool matchedState = false;
@@ -341,8 +341,8 @@ int dsv_setValue(struct soap* soap, bool testMode, const service_options_t* opti
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
     WS_ASSERT(Reply.empty(), WS_CORE_MODULE);
 
-    WriteContext ctx{glptr->cds, testMode, options, dsv_persistFlag(options), dsv_writeSource(),
-                     false};
+    WriteContext ctx{glptr->cds,        testMode, options, dsv_persistFlag(options),
+                     dsv_writeSource(), false,     writeStamp(glptr->clock)};
     LeafWrite write;
     LeafWriteOutcome outcome = prepareLeafWrite(ctx, path, value, write, Reply);
     if (outcome == LEAF_WRITE_UNAUTHORIZED) return 401;

@@ -3,6 +3,7 @@
 // SetLeaf) and the batch writer (setValues, SetLeaves, CreateNode).
 #pragma once
 
+#include "ws_clock.h"
 #include "ws_core.h"
 
 // What prepareLeafWrite decided for one pair.
@@ -30,6 +31,7 @@ struct WriteContext {
     dsv_tribool_t persist;
     tk_string source;
     bool batch;  // booleans missing their state text get the batch wording
+    timeval stamp;  // time stamp of every value this request writes
 };
 
 // Runs the write rules for (path, value) up to, not including, the store
@@ -37,6 +39,9 @@ struct WriteContext {
 // `Reply` is untouched.
 LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path,
                                   const tk_string& value, LeafWrite& write, tk_string& Reply);
+
+// The time stamp of a write made now, from the process clock.
+timeval writeStamp(const ws_clock_t& clock);
 
 // DSV_TRI_TRUE when the persist option is set, DSV_TRI_FALSE otherwise.
 dsv_tribool_t dsv_persistFlag(const service_options_t* options);

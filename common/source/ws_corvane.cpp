@@ -145,7 +145,7 @@ void fillResult(global_data_t* g, const service_options_t& opts, const std::stri
     // Only a successful read of a leaf with property 1 carries its own time
     // and the device's quality; everything else is "now" and quality 0.
     if (rc != 0 || prop != 1) {
-        r.Time = qel_UTCtime64();
+        r.Time = g->clock.utcNow();
         r.Quality = 0;
         return;
     }

@@ -50,10 +50,8 @@ nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
 // failing five times: code 22). A request with nMaxToReturn below 1 gets
 // `maxRecords` written into it. `trimmed` counts the records of an
 // incomplete last time-stamp group removed when bTrimIncomplete is set.
+// `clock` gives the one-second pause between two retrieval attempts.
 int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request, int maxRecords,
                    tk_string& error, int& trimmed, std::vector<toolkit::CEvent>& events,
-                   int pageSize, int cacheSize, int heapLimit);
+                   int pageSize, int cacheSize, int heapLimit, const ws_clock_t& clock);
 
-// The pause between two retrieval attempts (sleeps `seconds`). Defined alone
-// in ws_eventlogs_pause.cpp so a test binary can link its own definition.
-void wsLogRetryPause(unsigned seconds);

@@ -18,6 +18,7 @@ namespace {
 
 const char* const kModule = "common/source/ws_eventlogs_fetch";
 const int kAttempts = 5;
+const unsigned kRetryPauseUs = 1000000;
 
 // A device time above 0 is a bound; 0 or less means none.
 const timeval* unixBound(int64_t deviceTime, timeval& tv) {
@@ -46,7 +47,8 @@ int trimIncompleteGroup(CLog& log, const tk_string* filter, std::vector<CEvent>&
 
 int retrieveWithRetries(CLog& log, const tk_string& location, const tk_string* filter,
                         const timeval* start, const timeval* end,
-                        const nsdx__logRetrieveRequest& rq, std::vector<CEvent>& events) {
+                        const nsdx__logRetrieveRequest& rq, std::vector<CEvent>& events,
+                        const ws_clock_t& clock) {
     int status = 0;
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
         status = log.retrieve(events, filter, start, end,
@@ -57,7 +59,7 @@ int retrieveWithRetries(CLog& log, const tk_string& location, const tk_string* f
         // A writer may hold the log for a moment; the pause blocks every
         // other client of this single-threaded gateway, which is accepted.
         if (attempt < kAttempts)
-            wsLogRetryPause(1);
+            clock.pause(kRetryPauseUs);
     }
     fprintf(stderr, "Failed to get events from database %s, dbResult = %d \n", location.c_str(),
             status);
@@ -68,7 +70,7 @@ int retrieveWithRetries(CLog& log, const tk_string& location, const tk_string* f
 
 int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request, int maxRecords,
                    tk_string& error, int& trimmed, std::vector<CEvent>& events, int pageSize,
-                   int cacheSize, int heapLimit) {
+                   int cacheSize, int heapLimit, const ws_clock_t& clock) {
     if (!request) {
         BnwsErrMsg(WS_ARGUMENT_INVALID, "No request provided", error);
         return -1;
@@ -95,7 +97,7 @@ int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request,
     const tk_string* filter = request->path.empty() ? nullptr : &request->path;
     if (request->nMaxToReturn < 1)
         request->nMaxToReturn = maxRecords;
-    status = retrieveWithRetries(log, location, filter, start, end, *request, events);
+    status = retrieveWithRetries(log, location, filter, start, end, *request, events, clock);
     if (status != 0) {
         BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Database retrieval failed with these params", error,
                    &options);
@@ -116,7 +118,7 @@ int nsdx__getDeltaLog(struct soap* soap, nsdx__logRetrieveRequest* request,
     std::vector<CEvent> events;
     int trimmed = 0;
     fetchLogEvents(g->deltaLogPath, request, g->maxRecords, response.result, trimmed, events,
-                   g->pageSize, g->cacheSize, g->heapLimit);
+                   g->pageSize, g->cacheSize, g->heapLimit, g->clock);
     response.numTrimmedPoints = trimmed;
     response.loggedValues.reserve(events.size());
     log_state_cache_t cache;
@@ -139,7 +141,7 @@ int nsdx__getEventLog(struct soap* soap, nsdx__logRetrieveRequest* request,
     std::vector<CEvent> events;
     int trimmed = 0;
     fetchLogEvents(location, request, g->maxRecords / 4, response.result, trimmed, events,
-                   g->pageSize, g->cacheSize, g->heapLimit);
+                   g->pageSize, g->cacheSize, g->heapLimit, g->clock);
     response.numTrimmedEvents = trimmed;
     response.events.reserve(events.size());
     log_state_cache_t cache;

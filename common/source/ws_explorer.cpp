@@ -163,13 +163,18 @@ SOAP_FMAC5 int SOAP_FMAC6 nsdx__whoAmI(struct soap* /*soap*/, std::string* /*opt
     return SOAP_OK;
 }
 
-SOAP_FMAC5 int SOAP_FMAC6 nsdx__getLocalAndUtcTime(struct soap* /*soap*/, std::string* /*options*/,
+SOAP_FMAC5 int SOAP_FMAC6 nsdx__getLocalAndUtcTime(struct soap* soap, std::string* /*options*/,
                                                    nsdx__getLocalAndUtcTimeResponse& response) {
+    global_data_t* g = static_cast<global_data_t*>(soap->user);
+    WS_ASSERT(g != nullptr, WS_EXPLORER_MODULE);
     response.result.clear();
-    response.utcTime = qel_UTCtime64();
-    response.localTime = qel_Localtime64();
+    // One instant gives all three answers, so they always agree.
+    const qel_time64_t now = g->clock.utcNow();
+    response.utcTime = now;
+    response.localTime = qel_UTCtoLocal64(now);
     qel_tzname_t names = qel_GetLocalTimeZoneName();
-    response.timezone = explorerZoneName(names.standard, names.daylight, qel_IsDaylightSavings());
+    response.timezone =
+        explorerZoneName(names.standard, names.daylight, qel_IsDaylightSavingsAt(now));
     return SOAP_OK;
 }
 

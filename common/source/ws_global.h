@@ -12,6 +12,7 @@
 
 #include "cds_api.h"
 #include "cds_utils.h"
+#include "ws_clock.h"
 
 struct FCGX_Request;
 
@@ -34,32 +35,37 @@ struct oneConnection {
     bool https = false;
     uint32_t lastSeen = 0;  // monotonic seconds of the latest request; 0: not filled
 
-    // Fills id, hostName and lastSeen only when both address and user are
-    // non-empty; otherwise lastSeen stays 0 and the entry must be discarded.
-    oneConnection(const char* address, const char* user, bool https, unsigned number);
+    // Fills id, hostName and lastSeen (= `now`, monotonic seconds) only when
+    // both address and user are non-empty; otherwise lastSeen stays 0 and the
+    // entry must be discarded.
+    oneConnection(const char* address, const char* user, bool https, unsigned number, uint32_t now);
 };
 
 // Monotonic seconds are compared signed (nextTimerTime) and unsigned
 // (lastSeen, lastSweep) as the loop and the sweep need.
 struct global_data_t {
-    toolkit::CCds cds;           // dsv_init() in its constructor
-    CCds_SwInfo swInfo;          // bound to WS_SOFTWARE_NODE at start-up
-    CCDS_Connxns connxns;        // bound to WS_SOFTWARE_NODE WS_CONNECTIONS_SUFFIX
-    std::string deltaLogPath;    // -h, default "./deadband.db"
-    std::string eventLogPath;    // -a, default "./alarms.db"
-    std::string systemLogPath;   // -s, default "./system.db"
+    toolkit::CCds cds;          // dsv_init() in its constructor
+    CCds_SwInfo swInfo;         // bound to WS_SOFTWARE_NODE at start-up
+    CCDS_Connxns connxns;       // bound to WS_SOFTWARE_NODE WS_CONNECTIONS_SUFFIX
+    std::string deltaLogPath;   // -h, default "./deadband.db"
+    std::string eventLogPath;   // -a, default "./alarms.db"
+    std::string systemLogPath;  // -s, default "./system.db"
     std::shared_ptr<toolkit::trend::CLog> trendLog;  // empty until first use
-    std::string trendLogPath;    // -t, default "./interval-trends.db"
-    int32_t maxRecords = 10000;  // -m; events = /4, trend snapshots = /12
-    int32_t pageSize = 0;        // -p, bytes; 0 = SQLite default
-    int32_t cacheSize = 0;       // -c kB * 1024; 0 = default
-    int32_t heapLimit = 0;       // -l kB * 1024; 0 = none
-    FCGX_Request* pReq = nullptr;  // the FastCGI request being served
+    std::string trendLogPath;                        // -t, default "./interval-trends.db"
+    int32_t maxRecords = 10000;                      // -m; events = /4, trend snapshots = /12
+    int32_t pageSize = 0;                            // -p, bytes; 0 = SQLite default
+    int32_t cacheSize = 0;                           // -c kB * 1024; 0 = default
+    int32_t heapLimit = 0;                           // -l kB * 1024; 0 = none
+    FCGX_Request* pReq = nullptr;                    // the FastCGI request being served
+    std::string requestBody;                         // its body, read whole before parsing
+    size_t requestBodyRead = 0;                      // how much of it the engine has taken
     uint32_t connectionCounter = 0;
-    int32_t nextTimerTime = 0;   // earliest monotonic second of the next sweep
+    int32_t nextTimerTime = 0;  // earliest monotonic second of the next sweep
     std::unordered_map<std::string, oneConnection> connections;
-    std::string waveFolder;      // -w, COMTRADE files; empty by default
-    bool daemonMode = true;      // cleared by -d (foreground, no watchdog)
+    std::string waveFolder;                      // -w, COMTRADE files; empty by default
+    bool daemonMode = true;                      // cleared by -d (foreground, no watchdog)
+    ws_clock_t clock;                            // every time read and retry pause; real by default
+    std::string rebootCommand = "/sbin/reboot";  // what Reset starts
 
     global_data_t() : connections(10) { connections.max_load_factor(1.0f); }
     global_data_t(const global_data_t&) = delete;

@@ -177,8 +177,9 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__Reset(struct soap* soap, _nst1__Reset* /*reque
     // Set first, so that the host treats the process as ending even though
     // the reboot command replaces it in the middle of this request.
     __signal_exit = 1;
-    execl("/sbin/reboot", "/sbin/reboot", static_cast<char*>(nullptr));
-    execl("/sbin/reboot", "/sbin/reboot", "-f", static_cast<char*>(nullptr));
+    const char* reboot = glptr->rebootCommand.c_str();
+    execl(reboot, reboot, static_cast<char*>(nullptr));
+    execl(reboot, reboot, "-f", static_cast<char*>(nullptr));
     const int error = errno;
     if (response.ResetResult)
         *response.ResetResult = tk_string("? System Reboot Failed: ") + std::strerror(error);

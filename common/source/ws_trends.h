@@ -34,7 +34,3 @@ void MapDeviceParams(const std::vector<toolkit::trend::CParamProperties>& params
 // Fills `out` from a page: device path, parameter paths and one stSnapshot
 // per snapshot; absent (NaN) values go out as 0 with their flag false.
 void MapTrendData(const toolkit::trend::CDeviceData& data, stDeviceData& out);
-
-// The pause after a failed trend retrieval, in microseconds. Defined alone in
-// ws_trends_pause.cpp so a test binary can link its own definition.
-void wsTrendRetryPause(unsigned microseconds);

@@ -57,7 +57,7 @@ void retrieve(global_data_t& g, const service_options_t& opts, const CDevicePara
             if (attempt <= 3) return;
             break;
         }
-        wsTrendRetryPause(kRetryPauseUs);
+        g.clock.pause(kRetryPauseUs);
     }
     BnwsErrMsg(toolkit::ws::WS_NO_DATA_AVAILABLE, "Trend data retrieval failed with these params",
                response.result, &opts);

@@ -12,8 +12,7 @@ namespace {
 
 // Announces the running gateway in the store; the watchdog only exists for
 // a daemon (a foreground debug run must not be restarted under a debugger).
-void announceStart(global_data_t& g)
-{
+void announceStart(global_data_t& g) {
     g.swInfo.bind(WS_SOFTWARE_NODE, g.cds);
     g.connxns.bind(WS_SOFTWARE_NODE WS_CONNECTIONS_SUFFIX, g.cds);
     g.connectionCounter = 0;
@@ -25,8 +24,7 @@ void announceStart(global_data_t& g)
     }
 }
 
-void shutDown(global_data_t& g, struct soap* engine, const char* argv0)
-{
+void shutDown(global_data_t& g, struct soap* engine, const char* argv0) {
     soap_delete(engine, NULL);
     soap_end(engine);
     soap_free(engine);
@@ -48,8 +46,7 @@ void shutDown(global_data_t& g, struct soap* engine, const char* argv0)
 
 }  // namespace
 
-int wsbridge_run(int argc, char** argv)
-{
+int wsbridge_run(int argc, char** argv) {
     // The store client connects here already, before options and fork; the
     // daemon inherits the handle.
     global_data_t g;
@@ -72,10 +69,16 @@ int wsbridge_run(int argc, char** argv)
     }
     struct soap* engine = soap_new();
     soap_init(engine);
+    // Strings are UTF-8 on the wire and in the store; without this mode the
+    // engine would take each byte of a string for a Latin-1 character.
+    soap_set_mode(engine, SOAP_C_UTFSTRING);
     engine->user = &g;
     announceStart(g);
 
-    soap_serve(engine);
+    // A socket that cannot be bound, or a fatal accept error, still ends
+    // with the ordered shutdown (the software node says stopped), but the
+    // exit status tells the service manager that the gateway failed.
+    int served = soap_serve(engine);
     shutDown(g, engine, argv[0]);
-    return 0;
+    return served == 0 ? 0 : 1;
 }

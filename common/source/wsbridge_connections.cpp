@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "qel_time.h"
 #include "ws_assert.h"
 #include "wsbridge_host.h"
 
@@ -40,14 +39,14 @@ std::vector<tk_string> storedConnections(global_data_t* g)
 }  // namespace
 
 oneConnection::oneConnection(const char* address_, const char* user_, bool https_,
-                             unsigned number)
+                             unsigned number, uint32_t now)
     : address(address_), user(user_), https(https_)
 {
     if (address.empty() || user.empty()) return;
     char text[16];
     std::snprintf(text, sizeof text, "%d%c", static_cast<int>(number), https ? 'S' : '\0');
     id = text;
-    lastSeen = qel_GetMonoTime(NULL);
+    lastSeen = now;
     in_addr_t ipv4 = inet_addr(address_);
     struct hostent* host = gethostbyaddr(&ipv4, 4, AF_INET);
     hostName = (host != nullptr && host->h_name != nullptr) ? host->h_name : address;
@@ -62,11 +61,11 @@ void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* u
     std::string key = connectionKey(address, user, https);
     auto found = g->connections.find(key);
     if (found != g->connections.end()) {
-        found->second.lastSeen = qel_GetMonoTime(NULL);
+        found->second.lastSeen = g->clock.monoSeconds();
         return;
     }
     ++g->connectionCounter;
-    oneConnection connection(address, user, https, g->connectionCounter);
+    oneConnection connection(address, user, https, g->connectionCounter, g->clock.monoSeconds());
     if (connection.lastSeen == 0) return;
     auto InsertResult = g->connections.emplace(key, connection);
     WS_ASSERT(InsertResult.second, WS_HOST_MODULE);
@@ -118,8 +117,8 @@ void timer_task(global_data_t* g)
             return;
         }
     }
-    uint32_t now = qel_GetMonoTime(NULL);
+    uint32_t now = g->clock.monoSeconds();
     if (static_cast<int64_t>(now) < g->nextTimerTime) return;
     g->nextTimerTime = static_cast<int32_t>(now + kSweepInterval);
-    sweepConnections(g, qel_GetMonoTime(NULL));
+    sweepConnections(g, now);
 }

@@ -9,8 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <fcgiapp.h>
-
 #include "wsbridge_host.h"
 
 volatile sig_atomic_t __signal_exit = 0;
@@ -21,18 +19,15 @@ const int kTermSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 // Bit n set: signal n ends the loop (1, 2, 3 and 15).
 const unsigned kTermMask = 0x800E;
 
-void termination_handler(int sig)
-{
-    if (sig >= 0 && sig < 16 && ((kTermMask >> sig) & 1u) != 0) {
-        __signal_exit = 1;
-        // libfcgi retries an interrupted accept unless told a shutdown is
-        // pending; like the line above, this only sets a flag.
-        FCGX_ShutdownPending();
-    }
+void termination_handler(int sig) {
+    // Only the flag: the listening socket never blocks, so no accept needs
+    // breaking out of. (libfcgi's own shutdown flag must stay unset: set
+    // while it waits for a new connection's first bytes, its accept loop
+    // spins on the closed descriptor for ever.)
+    if (sig >= 0 && sig < 16 && ((kTermMask >> sig) & 1u) != 0) __signal_exit = 1;
 }
 
-void installAction(void (*handler)(int))
-{
+void installAction(void (*handler)(int)) {
     struct sigaction action;
     std::memset(&action, 0, sizeof action);
     action.sa_handler = handler;
@@ -43,8 +38,7 @@ void installAction(void (*handler)(int))
 }
 
 // Descriptors 0, 1 and 2 all on /dev/null.
-int detachStdio()
-{
+int detachStdio() {
     close(0);
     close(1);
     close(2);
@@ -57,21 +51,18 @@ int detachStdio()
 
 }  // namespace
 
-void register_handlers()
-{
+void register_handlers() {
     installAction(termination_handler);
 }
 
-void deregister_handlers()
-{
+void deregister_handlers() {
     installAction(SIG_DFL);
 }
 
 // The first child only exists to call setsid() and fork the daemon, so the
 // daemon is no session leader and cannot reacquire a terminal. The caller
 // waits for it so that its exit status tells whether the launch worked.
-int daemon_process()
-{
+int daemon_process() {
     pid_t pid = fork();
     if (pid == -1) return -1;
     if (pid > 0) {

@@ -9,18 +9,20 @@
 #include "ws_global.h"
 
 struct soap;
+struct FCGX_Request;
 
 #define WS_HOST_MODULE "common/source/wsbridge"
 
 // The whole program: start-up, the request loop, the ordered shutdown.
-// Returns the process exit code (0 after a normal stop or -v, 1 on a usage,
-// start-up or fork error).
+// Returns the process exit code: 0 after a normal stop or -v; 1 on a usage,
+// start-up or fork error, or when the socket could not be bound or accept
+// failed (after the ordered shutdown).
 int wsbridge_run(int argc, char** argv);
 
 // Result of parsing the command line.
 enum cmdline_result_t {
-    CMDLINE_RUN = -1,  // go on starting
-    CMDLINE_EXIT_OK = 0,  // -v printed the version block
+    CMDLINE_RUN = -1,       // go on starting
+    CMDLINE_EXIT_OK = 0,    // -v printed the version block
     CMDLINE_EXIT_USAGE = 1  // messages and usage printed
 };
 // Applies argv[1..] to `g` (defaults must already be set). Messages go to
@@ -40,9 +42,30 @@ int daemon_process();
 void register_handlers();
 void deregister_handlers();
 
-// Opens the FastCGI socket at `path` and moves it to descriptor 0.
-// 0 on success, -1 when the socket could not be opened.
+// Opens the FastCGI socket at `path` (non-blocking, replacing a socket file
+// left there) and moves it to descriptor 0. 0 on success; -1 with one line
+// on standard error saying why when it cannot be created or bound.
 int tk_fcgi_bind(const std::string& path, int backlog);
+
+// Seconds from accept to a complete request (parameters and body); a
+// connection that takes longer is dropped.
+const int kRequestSeconds = 3;
+// Installs the (empty) SIGALRM handler of the request deadline.
+void installRequestDeadline();
+// Starts (on) or stops (off) the deadline: once it runs out, the blocked
+// read of the connection fails, and keeps failing until stopped.
+void armRequestDeadline(bool on);
+
+// Largest request body served; a larger one is answered with a fault.
+const size_t kRequestBodyLimit = 8u << 20;
+enum request_read_t { REQUEST_COMPLETE, REQUEST_INCOMPLETE, REQUEST_TOO_LARGE };
+// Reads the body of the accepted `request` to its end into `body`.
+request_read_t readRequestBody(FCGX_Request& request, std::string& body);
+// Checks that `body` is one well-formed XML document without a document type
+// declaration. Returns "" when it is, else the fault text. Characters that
+// XML forbids only count against the text that carries them (the handlers
+// refuse such text in-band); a NUL in `body` is changed to U+0001.
+std::string checkRequestXml(std::string& body);
 // Socket path: "/tmp/wsbridge.socket", or $WSBRIDGE_SOCKET for tests.
 std::string wsbridge_socket_path();
 // The request loop; 0 after a termination signal, -1 when FastCGI cannot be
@@ -51,14 +74,14 @@ int soap_serve(struct soap* soap);
 // Parses and dispatches one request on `soap`; faults are sent as replies.
 // Always 0.
 int soap_process(struct soap* soap, bool firstRequest);
-// The engine's receive and send hooks over the current FastCGI request.
+// The engine's receive hook reads the current request's body (read whole
+// before parsing); the send hook writes to the request's output stream.
 size_t myrecv(struct soap* soap, char* buf, size_t len);
 int mysend(struct soap* soap, const char* buf, size_t len);
 
 // Refreshes or creates the registry entry of one finished request. Empty
 // address or user: a number is used up, nothing is remembered.
-void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* user,
-                            bool https);
+void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* user, bool https);
 // Watchdog ping (daemon mode, every call) and, at most once per 60 s, the
 // mirror of the registry into the store's Connections node.
 void timer_task(global_data_t* g);

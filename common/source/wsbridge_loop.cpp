@@ -5,12 +5,13 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 
-#include "qel_time.h"
 #include "soapH.h"
 #include "ws_assert.h"
 #include "wsbridge_host.h"
@@ -21,17 +22,18 @@ const char kDefaultSocket[] = "/tmp/wsbridge.socket";
 const int kBacklog = 64;
 const int kListenFd = 0;  // tk_fcgi_bind always moves the socket here
 const size_t kParamSize = 64;
+// A body this large leaves its buffer's capacity behind; anything larger is
+// given back after the request, so memory stays flat.
+const size_t kKeptBodyCapacity = 1u << 20;
 
-global_data_t* recordOf(struct soap* soap)
-{
+global_data_t* recordOf(struct soap* soap) {
     return static_cast<global_data_t*>(soap->user);
 }
 
 // Copies the FastCGI parameter `name` into `buf` and exports it to the
 // environment for the duration of the request (CPath's authorisation and
 // the write-source texts read it from there).
-void captureParam(FCGX_Request& request, const char* name, const char* error, char* buf)
-{
+void captureParam(FCGX_Request& request, const char* name, const char* error, char* buf) {
     const char* value = FCGX_GetParam(name, request.envp);
     if (value == nullptr || setenv(name, value, 1) != 0) {
         std::perror(error);
@@ -41,8 +43,7 @@ void captureParam(FCGX_Request& request, const char* name, const char* error, ch
 }
 
 // Runs the parse and dispatch stages; non-zero: the engine's error is set.
-int dispatch(struct soap* soap)
-{
+int dispatch(struct soap* soap) {
     if (soap_envelope_begin_in(soap) || soap_recv_header(soap) || soap_body_begin_in(soap) ||
         soap_serve_request(soap))
         return soap->error;
@@ -50,9 +51,31 @@ int dispatch(struct soap* soap)
     return SOAP_OK;
 }
 
-// One accepted request: parameters, processing, finish, registry.
-void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bool firstRequest)
-{
+// Sends a fault that the host itself raises, before the engine has read
+// anything of the request.
+void sendHostFault(struct soap* soap, const std::string& text) {
+    std::fprintf(stderr, "Refused request: %s \n", text.c_str());
+    soap_begin(soap);
+    // No envelope was read, so none sets the version: answer in SOAP 1.1,
+    // the primary one.
+    soap->version = 1;
+    soap_sender_fault(soap, text.c_str(), nullptr);
+    soap_send_fault(soap);
+    soap_end(soap);
+}
+
+// One accepted request: parameters, body, processing, finish, registry. A
+// body that does not arrive complete within the deadline is dropped without
+// a reply (nobody is listening for one).
+void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bool firstRequest) {
+    request_read_t read = readRequestBody(request, glptr->requestBody);
+    armRequestDeadline(false);
+    if (read == REQUEST_INCOMPLETE) {
+        std::fprintf(stderr, "Dropped a FastCGI request not complete within %d s \n",
+                     kRequestSeconds);
+        FCGX_Finish_r(&request);
+        return;
+    }
     // One spare byte keeps a 64-byte value terminated.
     char user[kParamSize + 1];
     char address[kParamSize + 1];
@@ -63,7 +86,16 @@ void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bo
     const char* https = FCGX_GetParam("HTTPS", request.envp);
     bool isHttps = https != nullptr && std::strcmp(https, "on") == 0;
 
-    soap_process(soap, firstRequest);
+    glptr->requestBodyRead = 0;
+    std::string refusal =
+        read == REQUEST_TOO_LARGE
+            ? "The request body is larger than " + std::to_string(kRequestBodyLimit) + " bytes"
+            : checkRequestXml(glptr->requestBody);
+    if (refusal.empty())
+        soap_process(soap, firstRequest);
+    else
+        sendHostFault(soap, refusal);
+    if (glptr->requestBody.capacity() > kKeptBodyCapacity) std::string().swap(glptr->requestBody);
 
     unsetenv("REMOTE_USER");
     unsetenv("REMOTE_ADDR");
@@ -72,40 +104,33 @@ void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bo
     AddUpdateConnectionMap(glptr, address, user, isHttps);
 }
 
+// True when a failed accept is only a connection that went away or never
+// completed its request before the deadline; the loop goes on.
+bool droppedConnection(int result) {
+    return result == -EAGAIN || result == -EWOULDBLOCK || result == -EINTR ||
+           result == -ECONNABORTED || result == -EPROTO;
+}
+
 }  // namespace
 
-std::string wsbridge_socket_path()
-{
+std::string wsbridge_socket_path() {
     const char* path = std::getenv("WSBRIDGE_SOCKET");
     return (path != nullptr && path[0] != '\0') ? path : kDefaultSocket;
 }
 
-int tk_fcgi_bind(const std::string& path, int backlog)
-{
-    WS_ASSERT(!path.empty(), WS_HOST_MODULE);
-    int fd = FCGX_OpenSocket(path.c_str(), backlog);
-    if (fd == -1) return -1;
-    if (fd != kListenFd) {
-        close(kListenFd);
-        dup2(fd, kListenFd);
-        close(fd);
-    }
-    std::fprintf(stderr, "FCGI app listening at socket %s [%d] \n", path.c_str(), kListenFd);
-    return 0;
-}
-
-size_t myrecv(struct soap* soap, char* buf, size_t len)
-{
+size_t myrecv(struct soap* soap, char* buf, size_t len) {
     global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr->pReq != NULL, WS_HOST_MODULE);
     WS_ASSERT(glptr->pReq->in != NULL, WS_HOST_MODULE);
     if (buf == nullptr || len == 0) return 0;
-    int got = FCGX_GetStr(buf, static_cast<int>(len), glptr->pReq->in);
-    return got > 0 ? static_cast<size_t>(got) : 0;
+    const std::string& body = glptr->requestBody;
+    size_t n = std::min(len, body.size() - std::min(glptr->requestBodyRead, body.size()));
+    std::memcpy(buf, body.data() + glptr->requestBodyRead, n);
+    glptr->requestBodyRead += n;
+    return n;
 }
 
-int mysend(struct soap* soap, const char* buf, size_t len)
-{
+int mysend(struct soap* soap, const char* buf, size_t len) {
     global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr->pReq != NULL, WS_HOST_MODULE);
     WS_ASSERT(glptr->pReq->out != NULL, WS_HOST_MODULE);
@@ -114,10 +139,16 @@ int mysend(struct soap* soap, const char* buf, size_t len)
     return SOAP_OK;
 }
 
+// A handler that throws has left the engine without an error of its own: the
+// client receives a server fault naming the exception.
+static void sendExceptionFault(struct soap* soap, const char* what) {
+    soap_receiver_fault(soap, "The service failed while serving the request", what);
+    soap_send_fault(soap);
+}
+
 // Every stage is guarded: whatever the client sends ends in a reply or, for
 // the runtime's end-of-stream codes (>= SOAP_STOP), in no reply at all.
-int soap_process(struct soap* soap, bool)
-{
+int soap_process(struct soap* soap, bool) {
     soap_begin(soap);
     if (soap_begin_recv(soap) != SOAP_OK) {
         if (soap->error < SOAP_STOP) soap_send_fault(soap);
@@ -134,27 +165,33 @@ int soap_process(struct soap* soap, bool)
     } catch (const std::exception& e) {
         std::fputs("Exception in soap_serve processing: ", stderr);
         std::fprintf(stderr, "%s \n", e.what());
-        soap_send_fault(soap);
+        sendExceptionFault(soap, e.what());
+    } catch (...) {
+        std::fputs("Exception in soap_serve processing: unknown \n", stderr);
+        sendExceptionFault(soap, "unknown exception");
     }
     soap_delete(soap, NULL);
     soap_end(soap);
     return 0;
 }
 
-int soap_serve(struct soap* soap)
-{
+int soap_serve(struct soap* soap) {
     global_data_t* glptr = recordOf(soap);
     if (FCGX_Init() < 0) return -1;
     int rc = tk_fcgi_bind(wsbridge_socket_path(), kBacklog);
     if (rc < 0) return rc;
+    installRequestDeadline();
 
     FCGX_Request request;
     FCGX_InitRequest(&request, kListenFd, 0);
     soap->frecv = myrecv;
     soap->fsend = mysend;
+    // The web server has already taken the HTTP request apart: the body is
+    // XML only, and text that looks like an HTTP head is not parsed as one.
+    soap_set_imode(soap, SOAP_ENC_XML);
     glptr->pReq = &request;
 
-    uint32_t lastSweep = qel_GetMonoTime(NULL);
+    uint32_t lastSweep = glptr->clock.monoSeconds();
     glptr->nextTimerTime = static_cast<int32_t>(lastSweep + 60);
     struct timeval timeout = {5, 0};
     bool firstRequest = true;
@@ -168,25 +205,33 @@ int soap_serve(struct soap* soap)
         if (select(kListenFd + 1, &readSet, NULL, NULL, &timeout) < 0) continue;
         if (FD_ISSET(kListenFd, &readSet)) {
             glptr->pReq = &request;
-            if (FCGX_Accept_r(&request) < 0) {
+            armRequestDeadline(true);
+            int accepted = FCGX_Accept_r(&request);
+            if (accepted < 0) {
+                armRequestDeadline(false);
                 // A termination signal that arrives while libfcgi waits in
-                // accept (a client that connected and left without a record)
-                // makes the accept fail on purpose: that is an ordinary stop.
+                // accept makes the accept fail on purpose: an ordinary stop.
                 if (__signal_exit) break;
-                std::fputs("Error in Accept(), exiting now...\n", stderr);
-                soap->error = -1;
-                // A failed accept leaves no output stream; the fault can only
-                // be written when there is one (mysend asserts on it).
-                int result = request.out != NULL ? soap_send_fault(soap) : -1;
-                FCGX_Free(&request, 1);
-                return result;
+                if (!droppedConnection(accepted)) {
+                    std::fputs("Error in Accept(), exiting now...\n", stderr);
+                    soap->error = -1;
+                    // A failed accept leaves no output stream; the fault can
+                    // only be written when there is one (mysend asserts on it).
+                    int result = request.out != NULL ? soap_send_fault(soap) : -1;
+                    FCGX_Free(&request, 1);
+                    return result != 0 ? result : -1;
+                }
+                std::fprintf(stderr,
+                             "Dropped a FastCGI connection without a request within %d s \n",
+                             kRequestSeconds);
+            } else {
+                serveOne(soap, glptr, request, firstRequest);
+                firstRequest = false;
             }
-            serveOne(soap, glptr, request, firstRequest);
-            firstRequest = false;
         }
         // Linux select leaves the remaining time in `timeout`: 0 means it
         // timed out. Under steady traffic the 5 s rule still sweeps.
-        uint32_t now = qel_GetMonoTime(NULL);
+        uint32_t now = glptr->clock.monoSeconds();
         if ((timeout.tv_sec == 0 && timeout.tv_usec == 0) || now - lastSweep > 5) {
             timeout.tv_sec = 5;
             timeout.tv_usec = 0;

@@ -2,33 +2,40 @@
 // and the result-code mapping used by every platform database reader.
 #include "sql_db.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+
 namespace platform_sql {
 
 int status_of(int sqliteCode) {
     switch (sqliteCode & 0xff) {
-    case SQLITE_OK:
-    case SQLITE_ROW:
-    case SQLITE_DONE:
-        return API_SUCCESS;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-        return API_BUSY;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-    case SQLITE_FORMAT:
-        return API_CORRUPT;
-    case SQLITE_CONSTRAINT:
-        return API_NOT_PERMITTED;
-    case SQLITE_TOOBIG:
-    case SQLITE_MISMATCH:
-    case SQLITE_RANGE:
-        return API_INVALID_ARGUMENT;
-    default:  // IOERR, FULL, CANTOPEN, READONLY, PERM, NOMEM, ...
-        return API_IO_ERROR;
+        case SQLITE_OK:
+        case SQLITE_ROW:
+        case SQLITE_DONE:
+            return API_SUCCESS;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return API_BUSY;
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_FORMAT:
+            return API_CORRUPT;
+        case SQLITE_CONSTRAINT:
+            return API_NOT_PERMITTED;
+        case SQLITE_TOOBIG:
+        case SQLITE_MISMATCH:
+        case SQLITE_RANGE:
+            return API_INVALID_ARGUMENT;
+        default:  // IOERR, FULL, CANTOPEN, READONLY, PERM, NOMEM, ...
+            return API_IO_ERROR;
     }
 }
 
-SqlDb::~SqlDb() { close(); }
+SqlDb::~SqlDb() {
+    close();
+}
 
 int SqlDb::open(const std::string& file, bool create, int busyMs) {
     close();
@@ -41,21 +48,54 @@ int SqlDb::open(const std::string& file, bool create, int busyMs) {
     }
     sqlite3_extended_result_codes(m_db, 1);
     sqlite3_busy_timeout(m_db, busyMs);
-    // journal_mode answers with a row; a file that is not a database fails here.
+    // journal_mode answers with a row; a file that is not a database fails
+    // here. Busy means another process is switching a new file to WAL at
+    // this moment: the mode is stored in the file, and this connection
+    // takes it up at its first transaction.
     sqlite3_stmt* s = nullptr;
     rc = sqlite3_prepare_v2(m_db, "PRAGMA journal_mode=WAL", -1, &s, nullptr);
     if (rc == SQLITE_OK) {
         rc = sqlite3_step(s);
-        if (rc == SQLITE_ROW) rc = SQLITE_OK;
+        if (rc == SQLITE_ROW || (rc & 0xff) == SQLITE_BUSY) rc = SQLITE_OK;
     }
     sqlite3_finalize(s);
     // FULL: a commit is on disk before the call returns, so an acknowledged
-    // write survives a power loss too. Memory-mapped reads spare a system
-    // call per page on look-ups.
+    // write survives a power loss too. No memory-mapped reads of the file:
+    // a mapped file that another program truncates ends the reader with
+    // SIGBUS, where a read call reports an error.
     if (rc == SQLITE_OK) rc = exec("PRAGMA synchronous=FULL");
-    if (rc == SQLITE_OK) rc = exec("PRAGMA mmap_size=67108864");
+    if (rc == SQLITE_OK) rc = exec("PRAGMA mmap_size=0");
+    m_shmPath = file + "-shm";
+    m_shmIno = 0;
+    m_shmSize = 0;
     if (rc != SQLITE_OK) close();
     return rc;
+}
+
+// The log's index is shared memory: every connection maps "<file>-shm", and
+// SQLite cannot map it any other way while several processes share the
+// file. If another program truncates that file, the next access through the
+// mapping ends the process with SIGBUS. So before each call the file is
+// compared with the largest size seen, and a shorter one is restored to that
+// size entirely zeroed (cut to nothing first): what is left of a damaged
+// index cannot be trusted, and an index of zeros is one that SQLite rebuilds
+// from the log itself, so nothing written is lost. A file replaced by
+// another one (a new inode) is left alone.
+int SqlDb::guard_shared_memory() {
+    struct stat st;
+    if (::stat(m_shmPath.c_str(), &st) != 0) return SQLITE_OK;  // not created yet
+    const uint64_t ino = static_cast<uint64_t>(st.st_ino);
+    const int64_t size = static_cast<int64_t>(st.st_size);
+    if (ino == m_shmIno && size < m_shmSize) {
+        std::fprintf(stderr, "Shared-memory file %s was cut to %lld bytes; rebuilt \n",
+                     m_shmPath.c_str(), static_cast<long long>(size));
+        if (::truncate(m_shmPath.c_str(), 0) != 0 || ::truncate(m_shmPath.c_str(), m_shmSize) != 0)
+            return SQLITE_IOERR_SHMSIZE;
+        return SQLITE_OK;
+    }
+    m_shmIno = ino;
+    m_shmSize = size;
+    return SQLITE_OK;
 }
 
 void SqlDb::close() {

@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -16,7 +17,7 @@ namespace platform_sql {
 int status_of(int sqliteCode);
 
 class SqlDb {
-public:
+  public:
     SqlDb() = default;
     ~SqlDb();
     SqlDb(const SqlDb&) = delete;
@@ -25,6 +26,9 @@ public:
     // Opens `file` (created when `create` is set), switches to WAL and sets
     // the busy timeout. Returns a SQLite code; on failure nothing stays open.
     int open(const std::string& file, bool create, int busyMs);
+    // Protects the process from a truncated "-shm" file (see the .cpp); call
+    // before each use of the connection. Returns a SQLite code.
+    int guard_shared_memory();
     // Finalises the cached statements and closes the connection.
     void close();
     bool is_open() const { return m_db != nullptr; }
@@ -42,15 +46,18 @@ public:
     int commit() { return exec("COMMIT"); }
     void rollback();
 
-private:
+  private:
     sqlite3* m_db = nullptr;
+    std::string m_shmPath;  // "<file>-shm"
+    uint64_t m_shmIno = 0;  // the shared-memory file as last seen
+    int64_t m_shmSize = 0;
     std::map<const char*, sqlite3_stmt*> m_cache;  // keyed by the literal's address
 };
 
 // Resets a cached statement when it leaves scope, so a read never holds its
 // snapshot open past the call.
 class StmtGuard {
-public:
+  public:
     explicit StmtGuard(sqlite3_stmt* s) : m_s(s) {}
     ~StmtGuard() {
         if (m_s) {
@@ -61,7 +68,7 @@ public:
     StmtGuard(const StmtGuard&) = delete;
     StmtGuard& operator=(const StmtGuard&) = delete;
 
-private:
+  private:
     sqlite3_stmt* m_s;
 };
 

@@ -77,7 +77,11 @@ dsv_handle* open_store(const std::string& file, bool create, api_status_t& statu
 
 int ensure(dsv_handle* h) {
     if (!h) return API_NOT_CONNECTED;
-    if (h->pid == getpid() && h->db.is_open()) return API_SUCCESS;
+    if (h->pid == getpid() && h->db.is_open()) {
+        api_status_t st;
+        int rc = h->db.guard_shared_memory();
+        return rc == SQLITE_OK ? API_SUCCESS : fail(st, rc);
+    }
     // A connection must not cross fork(). Closing the inherited copy is safe:
     // it holds no transaction (every call is short), closing its descriptors
     // releases no lock of the parent (POSIX locks belong to the process that

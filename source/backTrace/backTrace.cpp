@@ -22,8 +22,7 @@ const size_t kWorkSize = 384;
 
 // The name between '(' and the next '+' or ')' of a backtrace_symbols line
 // ("./prog(_Z3foov+0x1e) [0x...]"); the whole line when there is none.
-void symbolName(const char* work, std::string& name)
-{
+void symbolName(const char* work, std::string& name) {
     const char* open = std::strchr(work, '(');
     if (open != nullptr) {
         const char* end = std::strpbrk(open + 1, "+)");
@@ -37,8 +36,7 @@ void symbolName(const char* work, std::string& name)
 
 }  // namespace
 
-void UTIL_installBacktraceHandlers()
-{
+void UTIL_installBacktraceHandlers() {
     sigset_t blocked;
     int retVal = sigemptyset(&blocked);
     WS_ASSERT(-1 != retVal, BT_MODULE);
@@ -68,15 +66,13 @@ void UTIL_installBacktraceHandlers()
     WS_ASSERT(-1 != retVal, BT_MODULE);
 }
 
-void UTIL_backtraceSignalHandler(int sig, siginfo_t*, void*)
-{
+void UTIL_backtraceSignalHandler(int sig, siginfo_t*, void*) {
     std::string reason = strsignal(sig);
     UTIL_printBacktrace(reason);
     std::exit(sig);
 }
 
-void UTIL_printBacktrace(const std::string& reason)
-{
+void UTIL_printBacktrace(const std::string& reason) {
     void* frames[kMaxFrames];
     int count = backtrace(frames, kMaxFrames);
     char** lines = backtrace_symbols(frames, count);
@@ -91,8 +87,7 @@ void UTIL_printBacktrace(const std::string& reason)
     std::free(lines);
 }
 
-void UTIL_printDecodedBacktrace(unsigned index, char* line)
-{
+void UTIL_printDecodedBacktrace(unsigned index, char* line) {
     long i = static_cast<long>(index);
     if (std::strstr(line, " [0x") == nullptr) {
         std::fprintf(stderr, "[%ld] %s \n", i, line);
@@ -115,8 +110,11 @@ void UTIL_printDecodedBacktrace(unsigned index, char* line)
         std::free(demangled);
         return;
     }
-    // No newline is added to the raw line here: the report lines are kept
-    // byte for byte as the device's log readers expect them.
-    std::fprintf(stderr, "[%ld] %s", i, line);
+    // The raw line is written as it is; backtrace_symbols() gives it without
+    // a newline, so one is added then: every frame, and the END line after
+    // the last one, stays on a line of its own.
+    size_t length = std::strlen(line);
+    const char* newline = length > 0 && line[length - 1] == '\n' ? "" : "\n";
+    std::fprintf(stderr, "[%ld] %s%s", i, line, newline);
     syslog(LOG_CRIT, "[%ld] %s", i, line);
 }

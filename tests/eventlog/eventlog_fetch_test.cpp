@@ -16,22 +16,12 @@ using toolkit::CEvent;
 
 namespace {
 
-std::vector<unsigned> g_pauses;
-
-}  // namespace
-
-// The test binary's own pause: counted, never slept.
-void wsLogRetryPause(unsigned seconds) { g_pauses.push_back(seconds); }
-
-namespace {
-
 const int64_t kSec = 1000000;  // device time is in microseconds
 
 class LogRetrieval : public evtest::ServiceFixture {
 protected:
     void SetUp() override {
         evtest::ServiceFixture::SetUp();
-        g_pauses.clear();
     }
     nsdx__logRetrieveRequest* request(int max, int64_t start = 0, int64_t end = 0) {
         nsdx__logRetrieveRequest* r = soap_new_nsdx__logRetrieveRequest(soap_);
@@ -247,7 +237,7 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
         EXPECT_TRUE(resp.loggedValues.empty());
         EXPECT_EQ(r.content != nullptr, evtest::exists(global().deltaLogPath));
     }
-    EXPECT_TRUE(g_pauses.empty()) << "open failures are not retried";
+    EXPECT_TRUE(gw_->clock().pauses.empty()) << "open failures are not retried";
 
     // A truncated log is refused when it is opened.
     global().deltaLogPath = gw_->file("deadband.db");
@@ -255,7 +245,7 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
     std::string bytes = evtest::fileBytes(global().deltaLogPath);
     evtest::writeBytes(global().deltaLogPath, bytes.substr(0, bytes.size() / 3));
     EXPECT_EQ(noHistory, delta(request(0)).result);
-    EXPECT_TRUE(g_pauses.empty());
+    EXPECT_TRUE(gw_->clock().pauses.empty());
 
     // A log whose data pages are overwritten opens but cannot be read: five
     // attempts, four pauses, and the file is left as it was.
@@ -265,7 +255,7 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
     auto resp = delta(request(0));
     EXPECT_EQ(noData, resp.result);
     EXPECT_TRUE(resp.loggedValues.empty());
-    EXPECT_EQ(std::vector<unsigned>(4, 1), g_pauses);
+    EXPECT_EQ(std::vector<unsigned>(4, 1000000), gw_->clock().pauses);
     EXPECT_EQ(bytes, evtest::fileBytes(global().deltaLogPath));
 }
 
@@ -282,14 +272,14 @@ TEST_F(LogRetrieval, BusyLogIsRetriedFiveTimes) {
     EXPECT_EQ("? 22 No Data Available : Database retrieval failed with these params",
               resp.result);
     EXPECT_TRUE(resp.loggedValues.empty());
-    EXPECT_EQ(std::vector<unsigned>(4, 1), g_pauses);
+    EXPECT_EQ(std::vector<unsigned>(4, 1000000), gw_->clock().pauses);
     sqlite3_exec(holder, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(holder);
-    g_pauses.clear();
+    gw_->clock().pauses.clear();
     auto after = delta(request(0));
     EXPECT_EQ("", after.result);
     EXPECT_EQ(5u, after.loggedValues.size());
-    EXPECT_TRUE(g_pauses.empty());
+    EXPECT_TRUE(gw_->clock().pauses.empty());
 }
 
 TEST_F(LogRetrieval, ReadsWriteNothing) {

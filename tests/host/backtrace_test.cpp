@@ -1,7 +1,8 @@
 // Crash reports: a child that receives a fatal signal prints the START and
 // END lines with the signal's text and exits with the signal number.
-#include <gtest/gtest.h>
+#include "backTrace.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,7 +10,6 @@
 #include <cstring>
 #include <string>
 
-#include "backTrace.h"
 #include "host_test_util.h"
 
 namespace {
@@ -22,8 +22,7 @@ struct Crash {
 
 // Forks a child that installs the handlers and raises `sig`; its stderr is
 // collected through a pipe.
-Crash crashChild(int sig)
-{
+Crash crashChild(int sig) {
     Crash c{sig, -1, ""};
     int fds[2];
     if (pipe(fds) != 0) return c;
@@ -46,8 +45,7 @@ Crash crashChild(int sig)
 
 class BacktraceSignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(BacktraceSignal, ReportsAndExitsWithSignalNumber)
-{
+TEST_P(BacktraceSignal, ReportsAndExitsWithSignalNumber) {
     int sig = GetParam();
     Crash c = crashChild(sig);
     std::string reason = strsignal(sig);
@@ -62,6 +60,20 @@ TEST_P(BacktraceSignal, ReportsAndExitsWithSignalNumber)
     // At least the handler's own frame lies between the two lines.
     EXPECT_NE(c.err.find("[0] ", s), std::string::npos) << c.err;
     EXPECT_EQ(c.err.size(), e + end.size()) << "nothing may follow the END line";
+    // Every frame has its own line: between START and END each line is one
+    // "[n] " frame, numbered from 0 without a gap.
+    std::string frames = c.err.substr(s + start.size(), e - s - start.size());
+    size_t expected = 0;
+    for (size_t at = 0; at < frames.size(); ++expected) {
+        size_t eol = frames.find('\n', at);
+        ASSERT_NE(eol, std::string::npos) << frames;
+        EXPECT_EQ(frames.compare(at, 1 + std::to_string(expected).size() + 2,
+                                 "[" + std::to_string(expected) + "] "),
+                  0)
+            << frames;
+        at = eol + 1;
+    }
+    EXPECT_GT(expected, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(FatalSignals, BacktraceSignal,
@@ -80,15 +92,16 @@ const DecodeRow kDecodeRows[] = {
     {4, "./prog(_ZN3foo3bazEi) [0x4005d0]", "[4] foo::baz(int) \n"},
     // No " [0x" marker: the line as it is.
     {1, "linux-vdso.so.1", "[1] linux-vdso.so.1 \n"},
-    // Not demangleable: the raw line, without a newline of its own.
-    {2, "./prog(main+0x10) [0x400100]", "[2] ./prog(main+0x10) [0x400100]"},
-    {5, "./prog() [0x400100]", "[5] ./prog() [0x400100]"},
+    // Not demangleable: the raw line on a line of its own; one that already
+    // ends in a newline gets no second one.
+    {2, "./prog(main+0x10) [0x400100]", "[2] ./prog(main+0x10) [0x400100]\n"},
+    {5, "./prog() [0x400100]", "[5] ./prog() [0x400100]\n"},
+    {6, "./prog() [0x400100]\n", "[6] ./prog() [0x400100]\n"},
 };
 
 class DecodeLine : public ::testing::TestWithParam<DecodeRow> {};
 
-TEST_P(DecodeLine, PrintsExpectedText)
-{
+TEST_P(DecodeLine, PrintsExpectedText) {
     const DecodeRow& row = GetParam();
     std::string line = row.line;
     ::testing::internal::CaptureStderr();

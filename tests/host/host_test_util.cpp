@@ -73,6 +73,8 @@ void appendLength(std::string& out, size_t n)
     out += static_cast<char>(n & 0xff);
 }
 
+}  // namespace
+
 std::string fcgiMessage(const EnvList& params, const std::string& body)
 {
     const unsigned char kBegin = 1, kParams = 4, kStdin = 5;
@@ -89,6 +91,8 @@ std::string fcgiMessage(const EnvList& params, const std::string& body)
         msg += fcgiRecord(kStdin, body.substr(at, 60000));
     return msg + fcgiRecord(kStdin, "");
 }
+
+namespace {
 
 // Concatenated content of the stdout records of a responder's reply.
 std::string fcgiStdout(const std::string& reply)
@@ -177,10 +181,10 @@ Child startProgram(const std::vector<std::string>& argv, const EnvList& env)
     return c;
 }
 
-bool Child::waitForText(const std::string& text)
+bool Child::waitForText(const std::string& text, size_t from)
 {
     char buf[1024];
-    while (err.find(text) == std::string::npos) {
+    while (err.find(text, from) == std::string::npos) {
         ssize_t n = read(errFd, buf, sizeof buf);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return false;
@@ -213,21 +217,28 @@ TempDir::~TempDir()
     if (!m_path.empty()) std::filesystem::remove_all(m_path, ec);
 }
 
-std::string fcgiRequest(const std::string& socketPath, const EnvList& params,
-                        const std::string& body, bool& ok)
+int fcgiSend(const std::string& socketPath, const std::string& bytes)
 {
-    ok = false;
     int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    if (fd < 0) return "";
+    if (fd < 0) return -1;
     struct sockaddr_un addr;
     std::memset(&addr, 0, sizeof addr);
     addr.sun_family = AF_UNIX;
     std::strncpy(addr.sun_path, socketPath.c_str(), sizeof addr.sun_path - 1);
     if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
-        !writeAll(fd, fcgiMessage(params, body))) {
+        !writeAll(fd, bytes)) {
         close(fd);
-        return "";
+        return -1;
     }
+    return fd;
+}
+
+std::string fcgiRequest(const std::string& socketPath, const EnvList& params,
+                        const std::string& body, bool& ok)
+{
+    ok = false;
+    int fd = fcgiSend(socketPath, fcgiMessage(params, body));
+    if (fd < 0) return "";
     std::string reply = readAll(fd);
     close(fd);
     ok = true;

@@ -32,8 +32,9 @@ struct Child {
     pid_t pid = -1;
     int errFd = -1;
     std::string err;  // stderr read so far
-    // Reads stderr until `text` has appeared; false at end of file.
-    bool waitForText(const std::string& text);
+    // Reads stderr until `text` appears at or after offset `from`; false at
+    // end of file.
+    bool waitForText(const std::string& text, size_t from = 0);
     // Reads stderr to its end and reaps the child; returns the wait status.
     int finish();
 };
@@ -52,6 +53,13 @@ public:
 private:
     std::string m_path;
 };
+
+// The bytes of one FastCGI responder request: begin, parameters, body as
+// stdin records, and the empty stdin record that ends it.
+std::string fcgiMessage(const EnvList& params, const std::string& body);
+// Connects to `socketPath` and sends `bytes`; returns the open connection,
+// -1 when it fails.
+int fcgiSend(const std::string& socketPath, const std::string& bytes);
 
 // One FastCGI responder request over the unix socket `socketPath`: sends the
 // parameters and `body` as stdin and returns the responder's stdout. Empty

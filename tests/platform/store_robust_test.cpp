@@ -157,6 +157,30 @@ TEST(StoreFiles, TruncatedStoreGivesCorruptStatus) {
     EXPECT_EQ(st.code, API_CORRUPT) << st.text();
 }
 
+// Another program cuts the shared-memory index of the write-ahead log while
+// the store is open: the next calls neither end the process (SIGBUS) nor
+// lose what was written; a process that writes meanwhile is unharmed too.
+TEST_F(StoreTest, TruncatedSharedMemoryFileIsSurvived) {
+    mk("/S");
+    for (long cut : {0L, 100L, 32767L}) {
+        SCOPED_TRACE(cut);
+        put("/S/v", CElement::from_int(static_cast<int>(cut)));
+        ASSERT_EQ(text("/S/v"), std::to_string(cut));
+        ASSERT_EQ(truncate((m_file + "-shm").c_str(), cut), 0);
+        EXPECT_EQ(text("/S/v"), std::to_string(cut));
+        put("/S/v", CElement::from_int(7));
+        pid_t other = spawn([this] {
+            toolkit::CCds c(m_file);
+            api_status_t st;
+            c.set_leaf("/S/w", CElement::from_int(8), st, DSV_TRI_UNSET, "t");
+            return st.ok() ? 0 : 1;
+        });
+        EXPECT_EQ(reap(other), 0);
+        EXPECT_EQ(text("/S/v"), "7");
+        EXPECT_EQ(text("/S/w"), "8");
+    }
+}
+
 TEST_F(StoreTest, BusyStoreGivesStatus6AndChangesNothing) {
     mk("/L");
     put("/L/v", CElement::from_int(1));

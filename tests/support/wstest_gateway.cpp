@@ -8,8 +8,18 @@
 
 namespace wstest {
 
-TestGateway::TestGateway()
-{
+void FakeClock::install(global_data_t& g) {
+    g.clock.monoSeconds = [this] { return mono; };
+    g.clock.utcNow = [this] { return utc; };
+    g.clock.pause = [this](unsigned microseconds) {
+        pauses.push_back(microseconds);
+        mono += microseconds / 1000000;
+        utc += microseconds;
+        if (onPause) onPause();
+    };
+}
+
+TestGateway::TestGateway() {
     std::string templ = (std::filesystem::temp_directory_path() / "wstest-XXXXXX").string();
     std::vector<char> buf(templ.begin(), templ.end());
     buf.push_back('\0');
@@ -25,14 +35,15 @@ TestGateway::TestGateway()
     m_global->systemLogPath = file("system.db");
     m_global->trendLogPath = file("interval-trends.db");
     m_global->waveFolder = file("waves");
+    m_global->rebootCommand = file("no-reboot-here");
+    m_clock.install(*m_global);
     std::filesystem::create_directory(m_global->waveFolder);
 }
 
-TestGateway::~TestGateway()
-{
+TestGateway::~TestGateway() {
     m_global.reset();
     std::error_code ignored;
     std::filesystem::remove_all(m_dir, ignored);
 }
 
-} // namespace wstest
+}  // namespace wstest

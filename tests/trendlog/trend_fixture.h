@@ -18,6 +18,7 @@
 #include "soapH.h"
 #include "trend_log.h"
 #include "ws_global.h"
+#include "wstest_gateway.h"
 
 namespace trtest {
 
@@ -128,6 +129,7 @@ class GatewayFixture : public ::testing::Test {
     void SetUp() override {
         setenv("CDS_STORE", dir.file("cds.db").c_str(), 1);
         g = std::make_unique<global_data_t>();
+        clock.install(*g);
         g->trendLogPath = dir.file("trend.db");
         trend.path = g->trendLogPath;
         soap = soap_new();
@@ -143,6 +145,7 @@ class GatewayFixture : public ::testing::Test {
 
     ScratchDir dir;
     TrendFile trend;
+    wstest::FakeClock clock;
     std::unique_ptr<global_data_t> g;
     struct soap* soap = nullptr;
 };

@@ -17,27 +17,12 @@ using namespace trtest;
 
 namespace {
 
-std::vector<unsigned> g_pauses;
-int g_releaseAfter = -1;  // pauses after which the busy log frees up
-
-}  // namespace
-
-// The test binary's own pause: counted, never slept.
-void wsTrendRetryPause(unsigned microseconds) {
-    g_pauses.push_back(microseconds);
-    if (static_cast<int>(g_pauses.size()) == g_releaseAfter) busy_vfs::release();
-}
-
-namespace {
-
 const int64_t kSec = 1000000;  // device time is in microseconds
 
 class TrendService : public GatewayFixture {
   protected:
     void SetUp() override {
         GatewayFixture::SetUp();
-        g_pauses.clear();
-        g_releaseAfter = -1;
     }
     nsdx__getTrendDataRequest* request(int max, std::vector<ULONG64> periods = {1}) {
         auto* r = soap_new_nsdx__getTrendDataRequest(soap);
@@ -404,7 +389,7 @@ TEST_F(TrendService, BrokenLogsAnswerInBand) {
             ASSERT_EQ(0, mkdir(g->trendLogPath.c_str(), 0755));
         else
             writeAll(g->trendLogPath, r.bytes);
-        g_pauses.clear();
+        clock.pauses.clear();
         EXPECT_TRUE(known(periods().result));
         EXPECT_TRUE(known(params(trend.device.c_str()).result));
         auto resp = data(request(0, {1, 2}));
@@ -455,15 +440,18 @@ TEST_F(TrendRetry, FiveAttemptsAndTheFourthAttemptRule) {
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.freeAfter);
-        g_pauses.clear();
-        g_releaseAfter = r.freeAfter;
+        clock.pauses.clear();
+        // The busy log frees up after this many pauses.
+        clock.onPause = [this, &r] {
+            if (static_cast<int>(clock.pauses.size()) == r.freeAfter) busy_vfs::release();
+        };
         busy_vfs::busy_from(r.freeAfter == 0 ? 0 : locks);
         std::string err;
         auto resp = data(request(0), &err);
         busy_vfs::release();
         EXPECT_EQ(r.result, resp.result);
-        EXPECT_EQ(r.pauses, g_pauses.size());
-        for (unsigned p : g_pauses) EXPECT_EQ(1000000u, p);
+        EXPECT_EQ(r.pauses, clock.pauses.size());
+        for (unsigned p : clock.pauses) EXPECT_EQ(1000000u, p);
         EXPECT_EQ(r.snapshots, resp.data.samples.size());
         EXPECT_EQ(r.err, err);
     }

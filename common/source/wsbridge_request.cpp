@@ -1,0 +1,148 @@
+// A complete request before any of it is parsed: the body is read to its end
+// within the request deadline, then checked to be one well-formed XML
+// document with an XML parser (expat). Only then does the SOAP engine see it.
+#include <expat.h>
+#include <fcgiapp.h>
+
+#include <cstdio>
+#include <string>
+
+#include "wsbridge_host.h"
+
+namespace {
+
+// Whether `cp` may appear in an XML 1.0 document.
+bool isXmlChar(unsigned long cp) {
+    if (cp < 0x20) return cp == 0x9 || cp == 0xA || cp == 0xD;
+    if (cp >= 0xD800 && cp <= 0xDFFF) return false;
+    return cp <= 0x10FFFF && cp != 0xFFFE && cp != 0xFFFF;
+}
+
+// Length of the well-formed UTF-8 sequence at s[i], 0 when there is none.
+size_t utf8Length(const std::string& s, size_t i) {
+    const auto b = [&s](size_t k) { return static_cast<unsigned char>(s[k]); };
+    unsigned char c = b(i);
+    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+    if (n == 0 || i + n > s.size()) return 0;
+    unsigned long cp = n == 1 ? c : n == 2 ? (c & 0x1F) : n == 3 ? (c & 0x0F) : (c & 0x07);
+    for (size_t k = 1; k < n; ++k) {
+        if ((b(i + k) & 0xC0) != 0x80) return 0;
+        cp = (cp << 6) | (b(i + k) & 0x3F);
+    }
+    static const unsigned long kMin[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (cp < kMin[n] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+    return n;
+}
+
+// The code point of the character reference at body[i] ("&#65;", "&#x41;")
+// and its length; false when there is none.
+bool charReference(const std::string& body, size_t i, unsigned long& cp, size_t& length) {
+    size_t k = i + 2;
+    if (body.compare(i, 2, "&#") != 0) return false;
+    const bool hex = k < body.size() && body[k] == 'x';
+    if (hex) ++k;
+    const size_t digits = k;
+    cp = 0;
+    for (; k < body.size() && body[k] != ';'; ++k) {
+        const char c = body[k];
+        int d = c >= '0' && c <= '9'          ? c - '0'
+                : hex && c >= 'a' && c <= 'f' ? c - 'a' + 10
+                : hex && c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                              : -1;
+        if (d < 0 || k - digits > 8) return false;
+        cp = cp * (hex ? 16 : 10) + static_cast<unsigned long>(d);
+    }
+    if (k == digits || k >= body.size()) return false;
+    length = k + 1 - i;
+    return true;
+}
+
+bool startsAt(const std::string& s, size_t i, const char* text) {
+    return s.compare(i, std::char_traits<char>::length(text), text) == 0;
+}
+
+// A SOAP message carries no document type declaration; refusing it keeps
+// entity expansion out of the check entirely.
+void rejectDoctype(void* parser, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+    XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+}
+
+}  // namespace
+
+request_read_t readRequestBody(FCGX_Request& request, std::string& body) {
+    body.clear();
+    size_t total = 0;
+    char chunk[16384];
+    for (;;) {
+        int got = FCGX_GetStr(chunk, sizeof chunk, request.in);
+        if (got <= 0) break;
+        total += static_cast<size_t>(got);
+        // Over the limit the rest is read and dropped, so that the client
+        // still receives its fault.
+        if (total <= kRequestBodyLimit) body.append(chunk, static_cast<size_t>(got));
+    }
+    if (FCGX_GetError(request.in) != 0) return REQUEST_INCOMPLETE;
+    return total > kRequestBodyLimit ? REQUEST_TOO_LARGE : REQUEST_COMPLETE;
+}
+
+// A character that XML does not allow is a fault of the document only
+// because of the text it carries: such text is a value for the handlers to
+// refuse in-band. So the structure is checked on a copy in which those
+// characters are replaced, while the engine reads the body as sent, with one
+// change: a NUL (raw, or as a reference) would end the engine's string
+// there, and a shortened text could pass for another client's (subscription
+// "a" for "a&#0;b"); it becomes U+0001, which every handler refuses.
+std::string checkRequestXml(std::string& body) {
+    std::string copy;
+    copy.reserve(body.size());
+    enum { TEXT, CDATA, COMMENT } where = TEXT;
+    for (size_t i = 0; i < body.size();) {
+        const char c = body[i];
+        if (where == TEXT && c == '&') {
+            unsigned long cp = 0;
+            size_t length = 0;
+            if (charReference(body, i, cp, length) && !isXmlChar(cp)) {
+                if (cp == 0) {
+                    body.replace(i, length, "&#1;");
+                    length = 4;
+                }
+                copy += "&#xFFFD;";
+                i += length;
+                continue;
+            }
+        }
+        if (where == TEXT && startsAt(body, i, "<![CDATA[")) where = CDATA;
+        if (where == TEXT && startsAt(body, i, "<!--")) where = COMMENT;
+        if (where == CDATA && startsAt(body, i, "]]>")) where = TEXT;
+        if (where == COMMENT && startsAt(body, i, "-->")) where = TEXT;
+        size_t n = utf8Length(body, i);
+        unsigned char b = static_cast<unsigned char>(c);
+        if (n == 0 || (n == 1 && !isXmlChar(b))) {
+            if (b == 0) body[i] = '\x01';
+            copy += ' ';
+            ++i;
+            continue;
+        }
+        copy.append(body, i, n);
+        i += n;
+    }
+
+    XML_Parser parser = XML_ParserCreate(nullptr);
+    if (parser == nullptr) return "The request could not be checked (out of memory)";
+    XML_SetUserData(parser, parser);
+    XML_SetStartDoctypeDeclHandler(parser, rejectDoctype);
+    std::string error;
+    if (XML_Parse(parser, copy.data(), static_cast<int>(copy.size()), XML_TRUE) != XML_STATUS_OK) {
+        const bool doctype = XML_GetErrorCode(parser) == XML_ERROR_ABORTED;
+        char where[64];
+        std::snprintf(where, sizeof where, " at line %lu, column %lu",
+                      static_cast<unsigned long>(XML_GetCurrentLineNumber(parser)),
+                      static_cast<unsigned long>(XML_GetCurrentColumnNumber(parser) + 1));
+        error = doctype ? "A document type declaration is not allowed in a request"
+                        : std::string("The request is not well-formed XML: ") +
+                              XML_ErrorString(XML_GetErrorCode(parser));
+        error += where;
+    }
+    XML_ParserFree(parser);
+    return error;
+}
