@@ -72,5 +72,4 @@ int CheckRegexMatch(struct soap* soap, const service_options_t* options, const t
 // number of matches in the walked part.
 int RecursiveRegexMatch(struct soap* soap, const service_options_t* options,
                         const tk_string& nodePath, bool recursive, const tk_string& attribute,
-                        RegexMatchPattern& pattern,
-                        nsdx__findAttributeMatchesResponse& response);
+                        RegexMatchPattern& pattern, nsdx__findAttributeMatchesResponse& response);

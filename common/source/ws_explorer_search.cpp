@@ -148,8 +148,7 @@ int CheckRegexMatch(struct soap* soap, const service_options_t* options, const t
 
 int RecursiveRegexMatch(struct soap* soap, const service_options_t* options,
                         const tk_string& nodePath, bool recursive, const tk_string& attribute,
-                        RegexMatchPattern& pattern,
-                        nsdx__findAttributeMatchesResponse& response) {
+                        RegexMatchPattern& pattern, nsdx__findAttributeMatchesResponse& response) {
     global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(g != 0, WS_EXPLORER_MODULE);
     CPath node(nodePath);
