@@ -318,6 +318,12 @@ TEST_F(Alarms, ListingLimitsAndErrorTexts) {
     EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 10 records.", result);
     EXPECT_EQ(std::vector<uint64_t>{1}, activeIds(listing(10), &result));
     EXPECT_EQ("", result);
+    g->maxRecords = 3;  // a maximum of 0: empty pages, never every alarm
+    EXPECT_TRUE(activeIds(listing(0), &result).empty());
+    EXPECT_EQ("", result);
+    EXPECT_TRUE(activeIds(listing(1), &result).empty());
+    EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 0 records.", result);
+    g->maxRecords = 40;
     nsdx__logRetrieveRequest* rq = listing(11);
     rq->options = "errorPrefix=ERR";
     activeIds(rq, &result);
