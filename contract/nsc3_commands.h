@@ -6,7 +6,8 @@
 // the generated soap_read_<type> accepts any root element name.
 
 // A value without a text (such as 10) is written as its decimal number
-// and read back as that number (open_enum_readers.cmake opens the reader).
+// and read back as that number; open_enum_readers.cmake gives the generated
+// enum the type int and opens its reader.
 enum nsc3__cmdNumStatus
 {
     nsc3__cmdNumStatus__cmdUnknown = 0,

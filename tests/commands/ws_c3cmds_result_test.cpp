@@ -108,7 +108,7 @@ TEST_F(ResultTest, StatusNumbersWithoutANameAreReadBack) {
         int status;
     } rows[] = {
         {"10", true, 10},
-        {"12", true, 12},
+        {"2147483647", true, 2147483647},
         {"-1", true, -1},
         {"3", true, 3},
         {"cmdSuccessOther", true, 9},
