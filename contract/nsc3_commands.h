@@ -5,8 +5,9 @@
 // text. Read them with soap_get_<type>(soap, p, "<element name>", NULL):
 // the generated soap_read_<type> accepts any root element name.
 
-// A value without a text (such as 10) is written as its decimal number;
-// the reader takes numbers up to 9 only.
+// A value without a text (such as 10) is written as its decimal number
+// and read back as that number; open_enum_readers.cmake gives the generated
+// enum the type int and opens its reader.
 enum nsc3__cmdNumStatus
 {
     nsc3__cmdNumStatus__cmdUnknown = 0,

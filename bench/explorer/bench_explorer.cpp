@@ -1,7 +1,8 @@
 // Device explorer benchmark on one temporary store, measured in one run:
 // findAttributeMatches over a large tree (recursive, a pattern found in 1%
-// of the nodes) beside the store's own walk-and-read of the same tree, and
-// getDeviceTree over many devices beside the store's own device-list read.
+// of the nodes) beside the store's own walk-and-read of the same tree, one
+// pathological search stopped by its matching budget, and getDeviceTree over
+// many devices beside the store's own device-list read.
 //
 //   bench_explorer [nodes=100000] [devices=1000] [rounds=5]
 #include <stdlib.h>
@@ -201,6 +202,44 @@ int main(int argc, char** argv) {
             answered = wstest::countElements(wstest::serve(request, &g).body, "nodes");
         });
 
+        // Share of the matching budget the benign search takes, anchored and
+        // not (an unanchored pattern is tried at every position).
+        double budgetShare[2] = {0, 0};
+        const char* const benign[2] = {"^match-", "match-9"};
+        for (int i = 0; i < 2; ++i) {
+            RegexMatchPattern p(benign[i]);
+            service_options_t options;
+            nsdx__findAttributeMatchesResponse r;
+            RecursiveRegexMatch(soap, &options, start, true, "", p, r);
+            budgetShare[i] = 100.0 * double(kRegexStepBudget - p.stepsLeft) / kRegexStepBudget;
+            if (p.exhausted) rc = 1;
+            soap_destroy(soap);
+            soap_end(soap);
+        }
+
+        // A pathological pattern over twenty long values: the request's
+        // matching budget must end it well before the library's own per-text
+        // bound would (about a second per text).
+        for (int i = 0; i < 20; ++i) {
+            api_status_t st;
+            const std::string node = "/Slow/L" + std::to_string(i);
+            g.cds.add_node(node, st, "bench");
+            g.cds.set_leaf(node + "/Value", CElement::from_string(std::string(20000, 'a') + "b"),
+                           st, DSV_TRI_UNSET, "bench");
+        }
+        std::string slow = "/Slow", evil = "(a+)+$", slowResult;
+        Timing bounded = medianMillis(rounds, [&] {
+            nsdx__findAttributeMatchesResponse r;
+            nsdx__findAttributeMatches(soap, nullptr, &slow, true, nullptr, &evil, r);
+            slowResult = r.result;
+            soap_destroy(soap);
+            soap_end(soap);
+        });
+        if (slowResult.compare(0, 5, "? 34 ") != 0) {
+            std::fprintf(stderr, "pathological search not stopped: '%s'\n", slowResult.c_str());
+            rc = 1;
+        }
+
         size_t rawDescribed = 0, listed = 0;
         Timing rawDev = medianMillis(rounds, [&] { rawDescribed = rawDevices(g.cds); });
         std::string root = "/";
@@ -228,6 +267,9 @@ int main(int argc, char** argv) {
         std::snprintf(line, sizeof line, "findAttributeMatches (%zu matches)", matched);
         report(line, search, &walk);
         report("same through the dispatcher (XML)", dispatch, &walk);
+        std::printf("  matching budget used by the search: %.1f%% (^match-), %.1f%% (match-9)\n",
+                    budgetShare[0], budgetShare[1]);
+        report("(a+)+$ over 20 texts of 20,001 bytes", bounded, nullptr);
         std::snprintf(line, sizeof line, "raw read of %zu devices", rawDescribed);
         report(line, rawDev, nullptr);
         std::snprintf(line, sizeof line, "getDeviceTree (%zu devices)", listed);

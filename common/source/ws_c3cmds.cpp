@@ -165,6 +165,9 @@ SOAP_FMAC5 int SOAP_FMAC6 nsc3__sendDeviceCmd(struct soap* soap, std::string* op
     const std::string path = devPath ? *devPath : std::string();
     const std::string dev = dsv_cmdDeviceNode(path);
     toolkit::CCds& cds = glptr->cds;
+    // A command changes the device as a write does: refused like a write,
+    // before anything (the handle counter included) is touched.
+    if (!CPath(dev).is_operate_authorized(cds)) return 401;
 
     if (checkSchemaVersion(cds, dev, path, cmd ? cmd->cmdVersion : 0, opts, response.result))
         return SOAP_OK;

@@ -68,13 +68,17 @@ bool parseLong32(const tk_string& text, long long& value)
     return true;
 }
 
-bool parseDoubleStrict(const tk_string& text)
+// Like strtod: leading blanks are skipped, the rest must be consumed. Only
+// positive infinity (an upward overflow or the text "inf") is refused; a
+// downward overflow is kept as negative infinity.
+bool parseDoubleStrict(const tk_string& text, double& value)
 {
     const char* begin = text.c_str();
     char* end = nullptr;
     double parsed = std::strtod(begin, &end);
-    if (end == begin || *end != '\0') return false;
-    return !(parsed > DBL_MAX);
+    if (end == begin || *end != '\0' || parsed > DBL_MAX) return false;
+    value = parsed;
+    return true;
 }
 
 int conversionFamily(data_type_t type)
@@ -114,7 +118,10 @@ bool convertWriteValue(const WriteContext& ctx, const CPath& cpath, const tk_str
         CCds_Multistate states(ctx.cds);
         bool found = false;
         CElement stateValue;
-        matchedState = states.StringToMultiValue(cpath.str(), type, value, stateValue, found);
+        // The leaf as the store resolved it: a node path ("/Dev/Brk") is
+        // written through its Value leaf and so through that node's states.
+        const tk_string leafPath = cpath.getNewPathStr(attribute.c_str());
+        matchedState = states.StringToMultiValue(leafPath, type, value, stateValue, found);
         if (!matchedState && found) {
             // The node has state texts and this is none of them: an error,
             // not a reason to parse the text as a number.
@@ -163,7 +170,7 @@ int dsv_StrictConvertType(CElement& element, data_type_t type, tk_string& Reply,
                           const service_options_t* options)
 {
     const tk_string text = element.to_string();
-    tk_string converted = text;
+    CElement candidate(CElement::from_string(text), element.stamp());
     int failure = 0;
     if (type == DATA_TYPE_BOOL) {
         if (strcasecmp(text.c_str(), "true") != 0 && strcasecmp(text.c_str(), "false") != 0)
@@ -175,12 +182,17 @@ int dsv_StrictConvertType(CElement& element, data_type_t type, tk_string& Reply,
         if (!parseLong32(text, value) || value == INT32_MAX)
             failure = 2;
         else
-            converted = std::to_string(value);
+            candidate = CElement(CElement::from_string(std::to_string(value)), element.stamp());
     } else if (type == DATA_TYPE_REAL) {
-        if (!parseDoubleStrict(text)) failure = 3;
+        // The parsed number is stored, not the text: the store's own parse
+        // refuses the blank and the infinity that are accepted here.
+        double value = 0;
+        if (!parseDoubleStrict(text, value))
+            failure = 3;
+        else
+            candidate = CElement(CElement::from_real(value), element.stamp());
     }
     if (failure == 0) {
-        CElement candidate(CElement::from_string(converted), element.stamp());
         if (candidate.convert_type(type)) {
             element = candidate;
             element.to_string(Reply);

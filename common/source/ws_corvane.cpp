@@ -187,8 +187,9 @@ nsc1__ArrayOfRealTimeNodeSubscriptionResult* Register_realTimeNodes(
 namespace {
 
 // Steps of a create after the node exists: leaves, counter, real-time nodes.
-int fillSubscription(struct soap* soap, global_data_t* g, _nsc1__createSubscription* rq,
-                     _nsc1__createSubscriptionResponse& response, const tk_string& path) {
+int fillSubscription(struct soap* soap, global_data_t* g, CCds_SwInfo& publisher,
+                     _nsc1__createSubscription* rq, _nsc1__createSubscriptionResponse& response,
+                     const tk_string& path) {
     timeval since = {0, 0};
     qel_QELtoUNIXtime64(rq->logSinceTime, &since);
     api_status_t st;
@@ -196,15 +197,15 @@ int fillSubscription(struct soap* soap, global_data_t* g, _nsc1__createSubscript
                     CElement::from_string(rq->replyUri ? *rq->replyUri : ""), st, DSV_TRI_FALSE,
                     dsv_writeSource());
     if (const char* addr = getenv("REMOTE_ADDR"))
-        g->swInfo.PrintString(tk_string("New subscription from remote address of ") + addr);
-    g->swInfo.SetIntValue(path, "/LeaseDuration", rq->leaseDuration);
+        publisher.PrintString(tk_string("New subscription from remote address of ") + addr);
+    publisher.SetIntValue(path, "/LeaseDuration", rq->leaseDuration);
     g->cds.set_leaf(path + "/LogSinceTime/Value", CElement::from_time(since), st, DSV_TRI_FALSE,
                     dsv_writeSource());
-    g->swInfo.SetIntValue(path, "/LogOptions", static_cast<int>(rq->subscribeLogOptions));
-    if (g->swInfo.UpdateIntValue("", WS_SUBSCRIPTIONS_COUNT, 1, nullptr) != 0) return SOAP_OK;
+    publisher.SetIntValue(path, "/LogOptions", static_cast<int>(rq->subscribeLogOptions));
+    if (publisher.UpdateIntValue("", WS_SUBSCRIPTIONS_COUNT, 1, nullptr) != 0) return SOAP_OK;
     response.createSubscriptionResult = Register_realTimeNodes(soap, rq->realTimeNodes, path);
     if (!response.createSubscriptionResult) return SOAP_OK;
-    g->swInfo.SetIntValue(
+    publisher.SetIntValue(
         path, "/RTNodeCount",
         static_cast<int>(response.createSubscriptionResult->RealTimeNodeSubscriptionResult.size()));
     return SOAP_OK;
@@ -238,15 +239,17 @@ int __nsc1__createSubscription(struct soap* soap, _nsc1__createSubscription* req
                 errorResult(soap, WS_SUBSCRIPTION_SETUP_FAILED, "Invalid subscriptionId");
             return SOAP_OK;
         }
-        // Every create sets the gateway's application status to 1; kept as
-        // it always was, although the status then stays 1 until a restart.
-        g->swInfo.SetAppStatus(static_cast<AppStatuses>(1));
+        // Every create sets an application status of 1 ("Starting"): that of
+        // the publisher, which is to pick the subscription up. The gateway's
+        // own status is what monitoring reads and stays as it is.
+        CCds_SwInfo publisher(WS_PUBLISHER_NODE, g->cds);
+        publisher.SetAppStatus(static_cast<AppStatuses>(1));
         tk_string path = cutPath("%s/%s", WS_SUBSCRIPTIONS_NODE, request->subscriptionId->c_str());
         api_status_t st;
         if (g->cds.node_exists(path)) g->cds.remove_node(path, st, dsv_writeSource());
         int rc = LoadNodeLeaves(g, path, SwSubscriptionNodes);
         if (rc != 0) return rc;
-        return fillSubscription(soap, g, request, response, path);
+        return fillSubscription(soap, g, publisher, request, response, path);
     } catch (const std::exception& e) {
         fprintf(stderr, "%s \n", e.what());
         return SOAP_OK;

@@ -21,6 +21,9 @@ class nsc1__ArrayOfRealTimeNodeSubscriptionResult;
 // Module name given to every assertion of this module.
 #define WS_CORVANE_MODULE "common/source/ws_corvane"
 
+// Software node of the publisher, whose branch holds the subscriptions. A
+// create sets its application status (never the gateway's own).
+#define WS_PUBLISHER_NODE "/Software/Data Servers/WS-Publisher"
 // Branch of the store that holds one node per subscription.
 #define WS_SUBSCRIPTIONS_BASE "/Software/Data Servers/WS-Publisher/Subscriptions/"
 // The same branch without its trailing slash (the templates' parent).

@@ -49,6 +49,9 @@ int __nsc1__acknowledgeAlarm(struct soap* soap, _nsc1__acknowledgeAlarm* request
     global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(g != nullptr, WS_CORVANE_MODULE);
     WS_ASSERT(g->cds.is_initialized(), WS_CORVANE_MODULE);
+    // An acknowledgement changes the alarm table: refused like a write,
+    // before any event is sent.
+    if (!CPath("/").is_operate_authorized(g->cds)) return 401;
     // No entry means nothing was acknowledged: the caller sees a failure.
     if (!request || !request->requests || request->requests->AckRequest.empty()) return -1;
     try {

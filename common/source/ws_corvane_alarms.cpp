@@ -92,6 +92,8 @@ int nsdx__getActiveAlarms(struct soap* soap, nsdx__logRetrieveRequest* request,
     }
     response.result.clear();
     if (request->nMaxToReturn < 1) request->nMaxToReturn = maxRecords;
+    // A maximum of 0 (-m below 4) is an empty page, not every alarm.
+    if (request->nMaxToReturn < 1) return SOAP_OK;
     std::vector<CEvent> alarms;
     api_status_t st;
     if (toolkit::alarms_list(g->cds, alarms, st) != 0) {

@@ -97,6 +97,12 @@ int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request,
     const tk_string* filter = request->path.empty() ? nullptr : &request->path;
     if (request->nMaxToReturn < 1)
         request->nMaxToReturn = maxRecords;
+    // A maximum of 0 (from -m 0, or -m below 4 for events) is an empty page:
+    // the log would read 0 as "no limit" and return every record it holds.
+    if (request->nMaxToReturn < 1) {
+        log.close();
+        return 0;
+    }
     status = retrieveWithRetries(log, location, filter, start, end, *request, events, clock);
     if (status != 0) {
         BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Database retrieval failed with these params", error,

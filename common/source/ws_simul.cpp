@@ -36,13 +36,37 @@ std::string* newString(struct soap* soap, const tk_string& text)
 
 tk_string dsv_leafPath(const tk_string& nodePath, const tk_string& leaf)
 {
+    // Clients send full leaf paths as often as relative ones; a full path
+    // must not get the base put in front of it a second time.
+    const size_t n = nodePath == "/" ? 0 : nodePath.size();
+    if (leaf.compare(0, n, nodePath, 0, n) == 0 &&
+        (leaf.size() == n || leaf[n] == '/' || (n > 0 && leaf[n] == ':')))
+        return leaf;
     if (!leaf.empty() && (leaf[0] == '/' || leaf[0] == ':')) return nodePath + leaf;
     if (nodePath == "/") return "/" + leaf;
     return nodePath + "/" + leaf;
 }
 
+namespace {
+
+// The topmost node of `path` (a valid node path) that does not exist yet:
+// what creating `path` would add. "" when `path` exists.
+tk_string firstMissingNode(toolkit::CCds& cds, const tk_string& path)
+{
+    tk_string missing;
+    for (tk_string node = path; node != "/" && !cds.node_exists(node);) {
+        missing = node;
+        CPath cpath(node);
+        if (cpath.normalize() != 0) break;
+        node = cpath.getNodePath();
+    }
+    return missing;
+}
+
+}  // namespace
+
 int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_string& basePath,
-                const tk_string& source, tk_string& nodePath, tk_string& Reply)
+                const tk_string& source, tk_string& nodePath, tk_string& Reply, tk_string* created)
 {
     tk_string text(basePath);
     while (text.size() > 1 && text.back() == '/') text.pop_back();
@@ -53,6 +77,7 @@ int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_s
         return 1;
     }
     nodePath = cpath.str();
+    if (created) *created = firstMissingNode(cds, nodePath);
     api_status_t status;
     int result = cds.add_node(nodePath, status, source);
     // Creating a node that exists is not an error: its leaves are then set.
@@ -113,9 +138,9 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNod
     CPath base(*request->basePath);
     if (base.normalize() == 0 && !base.is_cds_write_authorized(glptr->cds, true)) return 401;
 
-    tk_string nodePath;
-    if (dsv_AddNode(glptr->cds, &options, *request->basePath, dsv_writeSource(), nodePath,
-                    reply) == 0) {
+    tk_string nodePath, created;
+    if (dsv_AddNode(glptr->cds, &options, *request->basePath, dsv_writeSource(), nodePath, reply,
+                    &created) == 0) {
         std::vector<std::string> leafPaths;
         leafPaths.reserve(request->paths.size());
         for (const std::string& leaf : request->paths)
@@ -126,6 +151,12 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNod
                                    &failures);
         if (status != 0) return status;
         if (failures != 0) BnwsErrMsg(WS_WRITE_FAILED, nullptr, reply, &options);
+        // A create that wrote none of its leaves leaves no empty node behind
+        // (nor the ancestors it added); one that wrote some keeps them.
+        if (failures == leafPaths.size() && !created.empty()) {
+            api_status_t removed;
+            glptr->cds.remove_node(created, removed, dsv_writeSource());
+        }
     }
     response.CreateNodeResult = newString(soap, reply);
     return SOAP_OK;

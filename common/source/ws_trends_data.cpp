@@ -33,6 +33,15 @@ void selectPeriods(std::vector<CPeriodProperties>& periods, const std::vector<UL
     periods.swap(kept);
 }
 
+// Snapshots are stamped in whole seconds: the first one at or after a start
+// with microseconds lies in the next second (a client paging on from "last
+// stamp + 1 us" must not get the last snapshot again).
+int64_t firstSecondFrom(int64_t deviceTime) {
+    timeval tv{};
+    const int64_t seconds = qel_QELtoUNIXtime64(deviceTime, &tv);
+    return tv.tv_usec > 0 ? seconds + 1 : seconds;
+}
+
 void mapValue(const COptVal& v, double& field, bool& valid) {
     valid = v.has_value();
     field = valid ? *v : 0.0;
@@ -127,9 +136,20 @@ int nsdx__getTrendData(struct soap* soap, nsdx__getTrendDataRequest* request,
         response.result = error;
         return SOAP_OK;
     }
-    // Device time to UNIX seconds; 0 or less leaves that side open (-1).
+    if (count == 0) {
+        // A maximum of 0 (from -m below 12) is an empty page: the library
+        // would read 0 as "no limit" and return the whole log.
+        CDeviceData none;
+        none.devicePath = sel.device.path;
+        none.params = sel.params;
+        response.result = "OK";
+        MapTrendData(none, response.data);
+        return SOAP_OK;
+    }
+    // Device time to UNIX seconds (the start rounded up, the end down); 0 or
+    // less leaves that side open (-1).
     std::pair<int64_t, int64_t> range(
-        request->startTime > 0 ? qel_QELtoUNIXtime64(request->startTime) : -1,
+        request->startTime > 0 ? firstSecondFrom(request->startTime) : -1,
         request->endTime > 0 ? qel_QELtoUNIXtime64(request->endTime) : -1);
     retrieve(g, opts, sel, periods, range, static_cast<uint32_t>(count), request->startingOffset,
              request->ascendingOrder, response);

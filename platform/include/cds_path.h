@@ -91,11 +91,14 @@ public:
     // role leaves "/Software/Security/Users/<user>/Role" (viewer, operator,
     // admin). Reads: everyone, except below "/Software/Security" (nobody).
     // Writes: operators and admins; below "/Software/Security" and in test
-    // mode admins only. Removal and reset: admins only.
+    // mode admins only. Removal and reset: admins only. Operations that act
+    // on the device without a leaf write (device commands, alarm
+    // acknowledgements): operators and admins, whatever the path.
     bool is_read_authorized() const;
     bool is_cds_write_authorized(toolkit::CCds& cds, bool testMode = false) const;
     bool is_remove_authorized(toolkit::CCds& cds) const;
     bool is_reset_authorized(toolkit::CCds& cds) const;
+    bool is_operate_authorized(toolkit::CCds& cds) const;
 
     // Resolution recorded by the store (used by CCds only).
     void setResolved(const tk_string& node, const tk_string& leaf, const tk_string& attr);

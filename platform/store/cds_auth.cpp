@@ -62,6 +62,10 @@ bool CPath::is_remove_authorized(toolkit::CCds& cds) const {
 
 bool CPath::is_reset_authorized(toolkit::CCds& cds) const { return current_role(cds) == ADMIN; }
 
+bool CPath::is_operate_authorized(toolkit::CCds& cds) const {
+    return current_role(cds) >= OPERATOR;
+}
+
 int CPath::getChildPaths(toolkit::CCds& cds, std::vector<tk_string>& out) const {
     out.clear();
     std::string head = head_of(*this);

@@ -1,6 +1,8 @@
 // The command tests' store, handler registration and handler calls.
 #include "commands_fixture.h"
 
+#include <cstdlib>
+
 #include "ws_c3cmds.h"
 
 using toolkit::CElement;
@@ -11,6 +13,13 @@ void CommandsTest::SetUp() {
     gw_.reset(new wstest::TestGateway());
     soap_ = soap_new();
     soap_->user = &gw_->global();
+    // Commands need an operator; a test that is someone else says so.
+    for (const char* role : {"operator", "viewer"}) {
+        node(std::string("/Software/Security/Users/") + role);
+        leaf(std::string("/Software/Security/Users/") + role + "/Role",
+             CElement::from_string(role));
+    }
+    setenv("REMOTE_USER", "operator", 1);
     node("/Meters/M1/Energy");
     leaf("/Meters/M1/Energy/Value", CElement::from_int(1234));
     node("/Meters/M1/Setpoint");
@@ -34,6 +43,7 @@ void CommandsTest::TearDown() {
         soap_free(soap_);
     }
     gw_.reset();
+    unsetenv("REMOTE_USER");
 }
 
 std::string CommandsTest::dev() const {

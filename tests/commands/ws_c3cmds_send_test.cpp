@@ -110,6 +110,42 @@ TEST_F(SendTest, EveryRefusalLeavesQueueAndCounterAlone) {
     }
 }
 
+// A command changes the device: only operators and admins may queue one.
+// Everyone else is refused with 401 before the counter or queue is touched.
+TEST_F(SendTest, OnlyOperatorsAndAdminsQueueCommands) {
+    for (const char* user : {"Admin", "mallory"})
+        node(std::string("/Software/Security/Users/") + user);
+    leaf("/Software/Security/Users/Admin/Role", CElement::from_string("ADMIN"));
+    leaf("/Software/Security/Users/mallory/Role", CElement::from_int(2));  // not a text
+    const struct {
+        const char* user;
+        int status;
+    } rows[] = {
+        {nullptr, 401},     {"", 401},
+        {"viewer", 401},    {"nobody", 401},
+        {"mallory", 401},   {"operator/../Admin", 401},
+        {"Admin", SOAP_OK}, {"operator", SOAP_OK},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.user ? row.user : "(unset)");
+        if (row.user)
+            setenv("REMOTE_USER", row.user, 1);
+        else
+            unsetenv("REMOTE_USER");
+        const int before = read(WS_NEXT_COMMAND_ID).to_int();
+        const size_t queued = handler_->queuedHandles().size();
+        std::string path = kDevice;
+        nsc3__sendDeviceCmdResponse response;
+        response.soap_default(soap_);
+        const int status =
+            nsc3__sendDeviceCmd(soap_, nullptr, &path, command(3, "set", "Setpoint", 7), response);
+        EXPECT_EQ(status, row.status);
+        const size_t added = row.status == SOAP_OK ? 1 : 0;
+        EXPECT_EQ(read(WS_NEXT_COMMAND_ID).to_int(), before + static_cast<int>(added));
+        EXPECT_EQ(handler_->queuedHandles().size(), queued + added);
+    }
+}
+
 TEST_F(SendTest, NullCommandRefusedAfterVersionCheck) {
     EXPECT_EQ(send(nullptr).result, kNoSupport);
     EXPECT_EQ(send(nullptr, "/Meters/M9").result, "? 29 Command Not Supported : /Meters/M9");

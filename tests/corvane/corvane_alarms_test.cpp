@@ -5,6 +5,8 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <map>
+
 #include "corvane_fixture.h"
 #include "qel_time.h"
 
@@ -75,6 +77,40 @@ TEST_F(Alarms, KnownAndUnknownInOneRequest) {
     EXPECT_EQ("/Meters/Volts", log[1].path);
     EXPECT_EQ("checked on site", log[1].note);
     EXPECT_EQ(CEvent::EVT_ALARM, log[1].type);
+}
+
+// An acknowledgement changes the alarm table: only operators and admins may
+// send one. Everyone else is refused with 401 and nothing reaches the store.
+TEST_F(Alarms, OnlyOperatorsAndAdminsAcknowledge) {
+    ASSERT_EQ(API_SUCCESS, raise(41, "/Meters/Volts", 260.0));
+    ASSERT_EQ(API_SUCCESS, raise(42, "/Meters/Amps", 60.0));
+    leaf("/Software/Security/Users/boss/Role", CElement::from_string("Admin"));
+    const struct {
+        const char* user;
+        uint64_t id;  // the alarm acknowledged
+        int status;
+        int acked41, acked42;  // acknowledgement states afterwards
+    } rows[] = {
+        {nullptr, 41, 401, 0, 0},    {"viewer", 41, 401, 0, 0}, {"nobody", 42, 401, 0, 0},
+        {"boss", 41, SOAP_OK, 1, 0}, {"viewer", 42, 401, 1, 0}, {"operator", 42, SOAP_OK, 1, 1},
+    };
+    size_t logged = logRecords().size();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.user ? row.user : "(unset)");
+        if (row.user)
+            setenv("REMOTE_USER", row.user, 1);
+        else
+            unsetenv("REMOTE_USER");
+        std::vector<std::string> results;
+        EXPECT_EQ(row.status, acknowledge({ack(row.id, 1)}, results));
+        EXPECT_EQ(row.status == SOAP_OK ? std::vector<std::string>{""} : std::vector<std::string>{},
+                  results);
+        std::map<uint64_t, int> states;
+        for (const CEvent& a : table()) states[a.eventId] = a.ackStatus;
+        EXPECT_EQ((std::map<uint64_t, int>{{41, row.acked41}, {42, row.acked42}}), states);
+        if (row.status == SOAP_OK) ++logged;
+        EXPECT_EQ(logged, logRecords().size());
+    }
 }
 
 TEST_F(Alarms, AnEmptyListIsAFailure) {
@@ -282,6 +318,12 @@ TEST_F(Alarms, ListingLimitsAndErrorTexts) {
     EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 10 records.", result);
     EXPECT_EQ(std::vector<uint64_t>{1}, activeIds(listing(10), &result));
     EXPECT_EQ("", result);
+    g->maxRecords = 3;  // a maximum of 0: empty pages, never every alarm
+    EXPECT_TRUE(activeIds(listing(0), &result).empty());
+    EXPECT_EQ("", result);
+    EXPECT_TRUE(activeIds(listing(1), &result).empty());
+    EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 0 records.", result);
+    g->maxRecords = 40;
     nsdx__logRetrieveRequest* rq = listing(11);
     rq->options = "errorPrefix=ERR";
     activeIds(rq, &result);

@@ -38,6 +38,12 @@ class Fixture : public ::testing::Test {
         soap->user = g.get();
         other = std::make_unique<toolkit::CCds>(file("cds.db"));
         ASSERT_TRUE(other->is_initialized());
+        // Acknowledgements need an operator; a test that is someone else
+        // says so.
+        for (const char* role : {"operator", "viewer"})
+            leaf(std::string("/Software/Security/Users/") + role + "/Role",
+                 toolkit::CElement::from_string(role));
+        setenv("REMOTE_USER", "operator", 1);
     }
     void TearDown() override {
         soap_destroy(soap);
@@ -46,6 +52,7 @@ class Fixture : public ::testing::Test {
         other.reset();
         g.reset();
         unsetenv("CDS_STORE");
+        unsetenv("REMOTE_USER");
         std::string cmd = "rm -rf '" + dir + "'";
         if (system(cmd.c_str()) != 0) {
         }

@@ -75,6 +75,7 @@ class Subscriptions : public cvtest::Fixture {
 
 TEST_F(Subscriptions, CreateWritesTheLayoutThePublisherReads) {
     const int64_t since = qel_UNIXsecondsToQELtime64(1700000000);
+    g->swInfo.SetAppStatus(APP_STATUS_RUNNING);
     _nsc1__createSubscriptionResponse resp;
     ASSERT_EQ(
         SOAP_OK,
@@ -108,6 +109,10 @@ TEST_F(Subscriptions, CreateWritesTheLayoutThePublisherReads) {
     };
     for (const Row& r : rows) EXPECT_EQ(r.expected, read(s + r.leaf)) << r.leaf;
     EXPECT_EQ("1", read(kCount));
+    // The create marks the publisher as starting; monitoring still sees the
+    // gateway running.
+    EXPECT_EQ("1", read("/Software/Data Servers/WS-Publisher/AppStatus/Value"));
+    EXPECT_EQ("4", read(WS_SOFTWARE_NODE "/AppStatus/Value"));
     std::vector<std::string> expectedChildren = {"Meters.Volts", "Meters.Flag"};
     EXPECT_EQ(expectedChildren, children(s + "/RTNodes"));
 

@@ -92,16 +92,34 @@ TEST_F(LogRetrieval, CountLimits) {
     }
 }
 
+// The event maximum is a quarter of -m; a maximum of 0 (from -m 0, or -m
+// below 4 for events) gives empty pages, never the whole log.
 TEST_F(LogRetrieval, EventLogMaximumIsAQuarter) {
-    global().maxRecords = 11;  // events: 11 / 4 = 2
     evtest::writeLog(global().eventLogPath, {valueEvent("/A/Value", 1), valueEvent("/A/Value", 2),
-                                       valueEvent("/A/Value", 3)});
-    auto over = events(request(3));
-    EXPECT_EQ("? 34 Result Too Big to Return : Please request less than 2 records.", over.result);
-    EXPECT_TRUE(over.events.empty());
-    auto all = events(request(0));
-    EXPECT_EQ("", all.result);
-    EXPECT_EQ(2u, all.events.size());
+                                             valueEvent("/A/Value", 3)});
+    deltaLog(3);
+    const std::string tooMany = "? 34 Result Too Big to Return : Please request less than ";
+    struct {
+        int32_t maxRecords;
+        int requested;
+        std::string result;
+        size_t records;
+    } rows[] = {
+        {11, 3, tooMany + "2 records.", 0}, {11, 0, "", 2}, {3, 0, "", 0}, {3, -1, "", 0},
+        {3, 1, tooMany + "0 records.", 0}, {0, 0, "", 0},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(std::to_string(r.maxRecords) + "/" + std::to_string(r.requested));
+        global().maxRecords = r.maxRecords;
+        auto page = events(request(r.requested));
+        EXPECT_EQ(r.result, page.result);
+        EXPECT_EQ(r.records, page.events.size());
+        EXPECT_EQ(0, page.numTrimmedEvents);
+    }
+    global().maxRecords = 0;
+    auto deltas = delta(request(0));
+    EXPECT_EQ("", deltas.result);
+    EXPECT_TRUE(deltas.loggedValues.empty());
 }
 
 TEST_F(LogRetrieval, BoundsAndOrder) {

@@ -63,6 +63,10 @@ INSTANTIATE_TEST_SUITE_P(
         SearchRow{"CaseSensitive", "/Meters", true, "", "XXABC", nullptr, {}},
         SearchRow{"StateTextThroughValueAttribute", "/States", true, "Value", "^Closed$",
                   nullptr, {{"/States/Breaker", "Closed"}}},
+        // A node path reads the node's Value, state texts included.
+        SearchRow{"StateTextsOnNodePaths", "/States", true, "", "^(Closed|On)$", nullptr,
+                  {{"/States/Breaker", "Closed"}, {"/States/Switch", "On"}}},
+        SearchRow{"StateNumberNotOnNodePath", "/States", true, "", "^1$", nullptr, {}},
         // The node is returned with the attribute's text, not the address.
         SearchRow{"AttributeText", "/Meters", true, "Units", "^A$", nullptr, {{A, "A"}, {P, "A"}}},
         SearchRow{"AttributeEmptyPattern", "/Meters/M2", true, "Units", "", nullptr, {{V2, "V"}}},
@@ -159,6 +163,39 @@ TEST_F(PatternErrors, ComplexityLimitIsReportedAsAPatternError) {
     EXPECT_EQ(longText.result.substr(0, 2), "? ");
     EXPECT_EQ(CheckRegexMatch(soap_, &options, "", pattern, "/Patho/Good", r), 1);
     EXPECT_EQ(r.nodes, std::vector<std::string>{"/Patho/Good"});
+}
+
+// One request's matching work is bounded, whatever the pattern: over twenty
+// long texts a pathological pattern stops when the request's budget is used
+// up and answers code 34 with the nodes found until then (nothing after),
+// while a plain pattern over the same texts is answered in full.
+TEST_F(PatternErrors, MatchingWorkOfOneRequestIsBounded) {
+    leaf("/Slow/A/Value", CElement::from_string("aaa"));
+    for (int i = 0; i < 20; ++i)
+        leaf("/Slow/L" + std::to_string(i) + "/Value",
+             CElement::from_string(std::string(20000, 'a') + "b"));
+    leaf("/Slow/Z/Value", CElement::from_string("aaaa"));
+    nsdx__findAttributeMatchesResponse stopped = find("/Slow", true, "", "(a+)+$");
+    EXPECT_EQ(matches(stopped), (Matches{{"/Slow/A", "aaa"}}));
+    EXPECT_EQ(stopped.result,
+              "? 34 Result Too Big to Return : Search stopped: the pattern needs more matching "
+              "work than one request may do; the nodes found until then are returned");
+    // The error prefix applies as to every error text.
+    EXPECT_EQ(find("/Slow", true, "", "(a+)+$", "errorPrefix=E").result.substr(0, 5), "E? 34");
+
+    nsdx__findAttributeMatchesResponse plain = find("/Slow", true, "", "ab$");
+    EXPECT_EQ(plain.result, "");
+    EXPECT_EQ(plain.nodes.size(), 20u);
+
+    // The bound is the budget itself: a request stops on the step after it.
+    RegexMatchPattern pattern("(a+)+$", 1000);
+    service_options_t options;
+    nsdx__findAttributeMatchesResponse r;
+    EXPECT_EQ(CheckRegexMatch(soap_, &options, "", pattern, "/Slow/L0", r), 0);
+    EXPECT_TRUE(pattern.exhausted);
+    EXPECT_EQ(pattern.stepsLeft, 0u);
+    EXPECT_EQ(CheckRegexMatch(soap_, &options, "", pattern, "/Slow/A", r), 0);
+    EXPECT_TRUE(r.nodes.empty());
 }
 
 TEST_F(PatternErrors, InvalidPatternIsNotedPerReadableNode) {

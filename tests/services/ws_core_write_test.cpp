@@ -37,6 +37,12 @@ const ConvertRow kConvertRows[] = {
     {DATA_TYPE_REAL, "1.7976931348623157e308", 0, "1.7976931348623157e+308"},
     {DATA_TYPE_REAL, "1e400", 3, nullptr}, {DATA_TYPE_REAL, "inf", 3, nullptr},
     {DATA_TYPE_REAL, "1.5x", 3, nullptr}, {DATA_TYPE_REAL, "", 3, nullptr},
+    // Only positive infinity is refused; blanks before a number are skipped
+    // for reals as for integers, never after it.
+    {DATA_TYPE_REAL, "-1e400", 0, "-inf"}, {DATA_TYPE_REAL, "-inf", 0, "-inf"},
+    {DATA_TYPE_REAL, " 2.5", 0, "2.5"}, {DATA_TYPE_REAL, "\t-0.5", 0, "-0.5"},
+    {DATA_TYPE_REAL, "2.5 ", 3, nullptr}, {DATA_TYPE_INT, " 12", 0, "12"},
+    {DATA_TYPE_INT, "12 ", 2, nullptr}, {DATA_TYPE_REAL, " ", 3, nullptr},
     {DATA_TYPE_STRING, "anything", 0, "anything"},
 };
 
@@ -131,6 +137,13 @@ const WriteRow kSetValueRows[] = {
     {"integer downward overflow saturates", "/Meters/Setpoint/Value", "-2147483649", nullptr,
      "-2147483648", "-2147483648"},
     {"multistate text", "/Meters/Breaker/Value", "Tripped", nullptr, "Tripped", "Tripped"},
+    // A node path reads and writes the node's Value through its state texts.
+    {"multistate text on node path", "/Meters/Breaker", "Open", nullptr, "Open", "Open"},
+    {"multistate number on node path", "/Meters/Breaker", "2", nullptr,
+     "? 12 Bad Value Format : Cannot find PossibleValue match to write", "Closed"},
+    {"boolean state text on node path", "/Meters/Input", "Off", nullptr, "Off", "Off"},
+    {"real below the range saturates", "/Meters/M1/Value", "-1e400", nullptr, "-inf", "-inf"},
+    {"real after a blank", "/Meters/M1/Value", " 12.5", nullptr, "12.5", "12.5"},
     {"multistate unknown text", "/Meters/Breaker/Value", "Broken", nullptr,
      "? 12 Bad Value Format : Cannot find PossibleValue match to write", "Closed"},
     {"boolean state text", "/Meters/Input/Value", "Off", nullptr, "Off", "Off"},

@@ -141,6 +141,43 @@ TEST_F(SimulTest, CreateNodeFailures)
     EXPECT_FALSE(exists("/Meters/X"));
 }
 
+TEST_F(SimulTest, CreateNodeTakesFullLeafPaths)
+{
+    EXPECT_EQ(createNode("/Meters/Full",
+                         {"/Meters/Full/Units", "/Meters/Full:Description", "Writable"},
+                         {"A", "ünits in €", "true"}),
+              "");
+    EXPECT_EQ(getValue("/Meters/Full:Units"), "A");
+    EXPECT_EQ(getValue("/Meters/Full/Description"), "ünits in €");
+    EXPECT_FALSE(exists("/Meters/Full/Meters"));
+}
+
+// A create none of whose leaves could be written leaves nothing behind: not
+// the node, not the ancestors it added; an existing node stays.
+TEST_F(SimulTest, CreateNodeThatWritesNothingRemovesWhatItAdded)
+{
+    const struct {
+        const char* base;
+        Strings paths;
+        const char* gone;  // must not exist afterwards (null: nothing to check)
+        const char* kept;  // must still exist
+    } rows[] = {
+        {"/Meters/Empty", {"Children"}, "/Meters/Empty", "/Meters"},
+        {"/Plant2/Area/Pump", {"ValueAge", "Attributes"}, "/Plant2", "/Meters"},
+        {"/Meters/M1", {"Children"}, nullptr, "/Meters/M1"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.base);
+        EXPECT_EQ(createNode(row.base, row.paths, Strings(row.paths.size(), "x")),
+                  "? 16 Write Failed");
+        if (row.gone) {
+            EXPECT_FALSE(exists(row.gone));
+        }
+        EXPECT_TRUE(exists(row.kept));
+    }
+    EXPECT_EQ(getValue("/Meters/M1:Units"), "V");
+}
+
 TEST_F(SimulTest, CreateNodeWithAFailingLeafKeepsTheGoodOnes)
 {
     EXPECT_EQ(createNode("/Meters/Y", {"Units", "Children", "Writable"}, {"A", "x", "false"}),
@@ -180,6 +217,13 @@ TEST(SimulHelpers, LeafPathAndResetText)
     EXPECT_EQ(dsv_leafPath("/A/B", "/Units"), "/A/B/Units");
     EXPECT_EQ(dsv_leafPath("/A/B", ":Units"), "/A/B:Units");
     EXPECT_EQ(dsv_leafPath("/", "Units"), "/Units");
+    // Leaf paths that already begin with the node's path are full paths.
+    EXPECT_EQ(dsv_leafPath("/A/B", "/A/B/Units"), "/A/B/Units");
+    EXPECT_EQ(dsv_leafPath("/A/B", "/A/B:Units"), "/A/B:Units");
+    EXPECT_EQ(dsv_leafPath("/A/B", "/A/B"), "/A/B");
+    EXPECT_EQ(dsv_leafPath("/A/B", "/A/BC/Units"), "/A/B/A/BC/Units");
+    EXPECT_EQ(dsv_leafPath("/", "/Units"), "/Units");
+    EXPECT_EQ(dsv_leafPath("/", ":Units"), "/:Units");
     EXPECT_EQ(dsv_resetLogText("admin", "10.0.0.5"),
               "Network Card Reset requested via web services by admin at 10.0.0.5");
     // An absent user cuts the text at that point.

@@ -179,6 +179,10 @@ TEST_F(TrendService, SnapshotLimitFollowsMaxRecords) {
         {131, 10, "OK", 10},
         {131, 11, "? 34 Result Too Big to Return : Please request less than 10 records.", 0},
         {131, 0, "OK", 10},
+        // A derived maximum of 0 is an empty page, never the whole log.
+        {11, 0, "OK", 0},
+        {0, -1, "OK", 0},
+        {0, 1, "? 34 Result Too Big to Return : Please request less than 0 records.", 0},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(std::to_string(r.maxRecords) + "/" + std::to_string(r.requested));
@@ -307,13 +311,10 @@ TEST_F(TrendService, RangeOffsetAndOrder) {
         {"offset from the newest", 0, 0, 2, 5, false, {14, 13}},
         {"negative times are open", -5, -1, 2, 0, true, {0, 1}},
         {"closed range", (t0 + 4 * st) * kSec, (t0 + 6 * st) * kSec, 0, 0, true, {4, 5, 6}},
-        {"sub-second start rounds down",
-         (t0 + 4 * st) * kSec + 999999,
-         (t0 + 5 * st) * kSec,
-         0,
-         0,
-         false,
-         {5, 4}},
+        // Snapshots are whole seconds: a start 1 us after one excludes it.
+        {"sub-second start", (t0 + 4 * st) * kSec + 1, (t0 + 6 * st) * kSec, 0, 0, false, {6, 5}},
+        {"next page from last stamp + 1 us", (t0 + 2 * st) * kSec + 1, 0, 2, 0, true, {3, 4}},
+        {"sub-second end", (t0 + 4 * st) * kSec, (t0 + 5 * st) * kSec + 999999, 0, 0, true, {4, 5}},
         {"start only", (t0 + 18 * st) * kSec, 0, 0, 0, true, {18, 19}},
         {"end only", 0, (t0 + st) * kSec, 0, 0, false, {1, 0}},
         {"offset past the end", 0, 0, 5, 20, true, {}},
