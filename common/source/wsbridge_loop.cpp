@@ -3,6 +3,7 @@
 // then the registry update, then (when due) the connection sweep.
 #include <fcgiapp.h>
 #include <sys/select.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -74,6 +75,7 @@ void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bo
         std::fprintf(stderr, "Dropped a FastCGI request not complete within %d s \n",
                      kRequestSeconds);
         FCGX_Finish_r(&request);
+        if (request.ipcFd >= 0) FCGX_Free(&request, 1);
         return;
     }
     // One spare byte keeps a 64-byte value terminated.
@@ -100,15 +102,36 @@ void serveOne(struct soap* soap, global_data_t* glptr, FCGX_Request& request, bo
     unsetenv("REMOTE_USER");
     unsetenv("REMOTE_ADDR");
     FCGX_Finish_r(&request);
+    // A connection the web server asked to keep is closed all the same:
+    // the loop waits on the listening socket only.
+    if (request.ipcFd >= 0) FCGX_Free(&request, 1);
     // Only after the reply is finished: registry work never delays a reply.
     AddUpdateConnectionMap(glptr, address, user, isHttps);
 }
 
-// True when a failed accept is only a connection that went away or never
-// completed its request before the deadline; the loop goes on.
-bool droppedConnection(int result) {
-    return result == -EAGAIN || result == -EWOULDBLOCK || result == -EINTR ||
-           result == -ECONNABORTED || result == -EPROTO;
+enum accept_result_t { ACCEPT_OK, ACCEPT_NONE, ACCEPT_DROPPED, ACCEPT_FATAL };
+
+// Accepts the next connection and hands it to libfcgi, which then only reads
+// the request from it, within the deadline. libfcgi is never left to accept
+// by itself: after a broken connection it would accept the next one inside
+// the same call, past the deadline, and drop a good request with it.
+accept_result_t acceptRequest(FCGX_Request& request) {
+    int fd = accept4(kListenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0) {
+        // The client went away between select and accept: nothing to serve.
+        bool gone = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ||
+                    errno == ECONNABORTED || errno == EPROTO;
+        return gone ? ACCEPT_NONE : ACCEPT_FATAL;
+    }
+    request.ipcFd = fd;
+    // Finishing the previous request (the call's first step) must not close
+    // this connection; the request's own begin record sets the flag anew.
+    request.keepConnection = 1;
+    armRequestDeadline(true);
+    if (FCGX_Accept_r(&request) == 0) return ACCEPT_OK;
+    armRequestDeadline(false);
+    FCGX_Free(&request, 1);
+    return ACCEPT_DROPPED;
 }
 
 }  // namespace
@@ -183,7 +206,8 @@ int soap_serve(struct soap* soap) {
     installRequestDeadline();
 
     FCGX_Request request;
-    FCGX_InitRequest(&request, kListenFd, 0);
+    // No listening socket for libfcgi: the loop accepts (acceptRequest).
+    FCGX_InitRequest(&request, -1, 0);
     soap->frecv = myrecv;
     soap->fsend = mysend;
     // The web server has already taken the HTTP request apart: the body is
@@ -205,26 +229,21 @@ int soap_serve(struct soap* soap) {
         if (select(kListenFd + 1, &readSet, NULL, NULL, &timeout) < 0) continue;
         if (FD_ISSET(kListenFd, &readSet)) {
             glptr->pReq = &request;
-            armRequestDeadline(true);
-            int accepted = FCGX_Accept_r(&request);
-            if (accepted < 0) {
-                armRequestDeadline(false);
-                // A termination signal that arrives while libfcgi waits in
-                // accept makes the accept fail on purpose: an ordinary stop.
-                if (__signal_exit) break;
-                if (!droppedConnection(accepted)) {
-                    std::fputs("Error in Accept(), exiting now...\n", stderr);
-                    soap->error = -1;
-                    // A failed accept leaves no output stream; the fault can
-                    // only be written when there is one (mysend asserts on it).
-                    int result = request.out != NULL ? soap_send_fault(soap) : -1;
-                    FCGX_Free(&request, 1);
-                    return result != 0 ? result : -1;
-                }
+            accept_result_t accepted = acceptRequest(request);
+            if (accepted == ACCEPT_FATAL) {
+                std::fputs("Error in Accept(), exiting now...\n", stderr);
+                soap->error = -1;
+                // A failed accept leaves no output stream; the fault can only
+                // be written when there is one (mysend asserts on it).
+                int result = request.out != NULL ? soap_send_fault(soap) : -1;
+                FCGX_Free(&request, 1);
+                return result != 0 ? result : -1;
+            }
+            if (accepted == ACCEPT_DROPPED)
                 std::fprintf(stderr,
                              "Dropped a FastCGI connection without a request within %d s \n",
                              kRequestSeconds);
-            } else {
+            if (accepted == ACCEPT_OK) {
                 serveOne(soap, glptr, request, firstRequest);
                 firstRequest = false;
             }

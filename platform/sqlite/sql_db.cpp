@@ -37,6 +37,21 @@ SqlDb::~SqlDb() {
     close();
 }
 
+int SqlDb::switch_to_wal(int busyMs) {
+    const int kStepMs = 5;
+    for (int waited = 0;; waited += kStepMs) {
+        sqlite3_stmt* s = nullptr;
+        int rc = sqlite3_prepare_v2(m_db, "PRAGMA journal_mode=WAL", -1, &s, nullptr);
+        if (rc == SQLITE_OK) {
+            rc = sqlite3_step(s);
+            if (rc == SQLITE_ROW) rc = SQLITE_OK;
+        }
+        sqlite3_finalize(s);
+        if ((rc & 0xff) != SQLITE_BUSY || waited >= busyMs) return rc;
+        sqlite3_sleep(kStepMs);
+    }
+}
+
 int SqlDb::open(const std::string& file, bool create, int busyMs) {
     close();
     int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
@@ -49,16 +64,11 @@ int SqlDb::open(const std::string& file, bool create, int busyMs) {
     sqlite3_extended_result_codes(m_db, 1);
     sqlite3_busy_timeout(m_db, busyMs);
     // journal_mode answers with a row; a file that is not a database fails
-    // here. Busy means another process is switching a new file to WAL at
-    // this moment: the mode is stored in the file, and this connection
-    // takes it up at its first transaction.
-    sqlite3_stmt* s = nullptr;
-    rc = sqlite3_prepare_v2(m_db, "PRAGMA journal_mode=WAL", -1, &s, nullptr);
-    if (rc == SQLITE_OK) {
-        rc = sqlite3_step(s);
-        if (rc == SQLITE_ROW || (rc & 0xff) == SQLITE_BUSY) rc = SQLITE_OK;
-    }
-    sqlite3_finalize(s);
+    // here. The switch to WAL needs a stronger lock than the one it holds,
+    // and SQLite calls no busy handler for that upgrade: while several
+    // processes open a new file at once, the losers are told "busy" at
+    // once. So the switch is retried for as long as the busy timeout.
+    rc = switch_to_wal(busyMs);
     // FULL: a commit is on disk before the call returns, so an acknowledged
     // write survives a power loss too. No memory-mapped reads of the file:
     // a mapped file that another program truncates ends the reader with

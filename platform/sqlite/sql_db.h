@@ -47,6 +47,9 @@ class SqlDb {
     void rollback();
 
   private:
+    // PRAGMA journal_mode=WAL, retried while busy for up to `busyMs`.
+    int switch_to_wal(int busyMs);
+
     sqlite3* m_db = nullptr;
     std::string m_shmPath;  // "<file>-shm"
     uint64_t m_shmIno = 0;  // the shared-memory file as last seen

@@ -117,3 +117,22 @@ def test_sigterm_after_an_empty_connection(fresh_gateway):
     if code is None:
         assert gw.answers()  # a real request frees it; teardown then stops it
     assert code == 0, gw.stderr()
+
+
+def test_silent_connections_never_cost_a_real_request(gateway):
+    """Two connections to the FastCGI socket that never send anything are
+    dropped after the request deadline; a request through nginx queued behind
+    them is still answered (never nginx's 502)."""
+    silent = []
+    for _ in range(2):
+        s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        s.connect(gateway.socket)
+        silent.append(s)
+    try:
+        r = gateway.post(locale_request(), timeout=30)
+        assert r.status_code == 200, (r.status_code, r.text[:300])
+        assert "en-US" in r.text
+        assert gateway.wait_for_stderr("Dropped a FastCGI connection without a request", 2)
+    finally:
+        for s in silent:
+            s.close()

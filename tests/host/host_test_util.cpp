@@ -17,8 +17,7 @@ namespace hosttest {
 
 namespace {
 
-[[noreturn]] void execChild(const std::vector<std::string>& argv, const EnvList& env)
-{
+[[noreturn]] void execChild(const std::vector<std::string>& argv, const EnvList& env) {
     for (const auto& kv : env) setenv(kv.first.c_str(), kv.second.c_str(), 1);
     int devnull = open("/dev/null", O_RDONLY);
     if (devnull >= 0) dup2(devnull, 0);
@@ -29,14 +28,12 @@ namespace {
     _exit(127);
 }
 
-void decodeStatus(int status, RunResult& r)
-{
+void decodeStatus(int status, RunResult& r) {
     if (WIFEXITED(status)) r.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) r.termSignal = WTERMSIG(status);
 }
 
-bool writeAll(int fd, const std::string& data)
-{
+bool writeAll(int fd, const std::string& data) {
     size_t done = 0;
     while (done < data.size()) {
         ssize_t n = write(fd, data.data() + done, data.size() - done);
@@ -47,8 +44,7 @@ bool writeAll(int fd, const std::string& data)
 }
 
 // FastCGI record: version 1, type, request id 1, content, no padding.
-std::string fcgiRecord(unsigned char type, const std::string& content)
-{
+std::string fcgiRecord(unsigned char type, const std::string& content) {
     std::string r;
     r += static_cast<char>(1);
     r += static_cast<char>(type);
@@ -61,8 +57,7 @@ std::string fcgiRecord(unsigned char type, const std::string& content)
     return r + content;
 }
 
-void appendLength(std::string& out, size_t n)
-{
+void appendLength(std::string& out, size_t n) {
     if (n < 128) {
         out += static_cast<char>(n);
         return;
@@ -75,8 +70,7 @@ void appendLength(std::string& out, size_t n)
 
 }  // namespace
 
-std::string fcgiMessage(const EnvList& params, const std::string& body)
-{
+std::string fcgiMessage(const EnvList& params, const std::string& body) {
     const unsigned char kBegin = 1, kParams = 4, kStdin = 5;
     std::string begin("\0\1\0\0\0\0\0\0", 8);  // role responder, no keep-alive
     std::string msg = fcgiRecord(kBegin, begin);
@@ -95,8 +89,7 @@ std::string fcgiMessage(const EnvList& params, const std::string& body)
 namespace {
 
 // Concatenated content of the stdout records of a responder's reply.
-std::string fcgiStdout(const std::string& reply)
-{
+std::string fcgiStdout(const std::string& reply) {
     std::string out;
     size_t at = 0;
     while (at + 8 <= reply.size()) {
@@ -112,8 +105,7 @@ std::string fcgiStdout(const std::string& reply)
 
 }  // namespace
 
-std::string readAll(int fd)
-{
+std::string readAll(int fd) {
     std::string data;
     char buf[4096];
     for (;;) {
@@ -125,8 +117,7 @@ std::string readAll(int fd)
     return data;
 }
 
-RunResult runProgram(const std::vector<std::string>& argv, const EnvList& env)
-{
+RunResult runProgram(const std::vector<std::string>& argv, const EnvList& env) {
     int outPipe[2], errPipe[2];
     RunResult r;
     if (pipe(outPipe) != 0 || pipe(errPipe) != 0) return r;
@@ -134,8 +125,9 @@ RunResult runProgram(const std::vector<std::string>& argv, const EnvList& env)
     if (pid == 0) {
         dup2(outPipe[1], 1);
         dup2(errPipe[1], 2);
-        close(outPipe[0]);
-        close(errPipe[0]);
+        // Only 1 and 2 may hold the pipes: a daemon that the program starts
+        // closes those, and the pipes must then reach end of file.
+        for (int fd : {outPipe[0], outPipe[1], errPipe[0], errPipe[1]}) close(fd);
         execChild(argv, env);
     }
     close(outPipe[1]);
@@ -163,8 +155,7 @@ RunResult runProgram(const std::vector<std::string>& argv, const EnvList& env)
     return r;
 }
 
-Child startProgram(const std::vector<std::string>& argv, const EnvList& env)
-{
+Child startProgram(const std::vector<std::string>& argv, const EnvList& env) {
     Child c;
     int errPipe[2];
     if (pipe(errPipe) != 0) return c;
@@ -181,8 +172,7 @@ Child startProgram(const std::vector<std::string>& argv, const EnvList& env)
     return c;
 }
 
-bool Child::waitForText(const std::string& text, size_t from)
-{
+bool Child::waitForText(const std::string& text, size_t from) {
     char buf[1024];
     while (err.find(text, from) == std::string::npos) {
         ssize_t n = read(errFd, buf, sizeof buf);
@@ -193,8 +183,7 @@ bool Child::waitForText(const std::string& text, size_t from)
     return true;
 }
 
-int Child::finish()
-{
+int Child::finish() {
     err += readAll(errFd);
     close(errFd);
     int status = 0;
@@ -202,8 +191,7 @@ int Child::finish()
     return status;
 }
 
-TempDir::TempDir()
-{
+TempDir::TempDir() {
     const char* base = std::getenv("TMPDIR");
     std::string templ = std::string(base && *base ? base : "/tmp") + "/wsb-host-XXXXXX";
     std::vector<char> buf(templ.begin(), templ.end());
@@ -211,22 +199,19 @@ TempDir::TempDir()
     if (mkdtemp(buf.data()) != nullptr) m_path = buf.data();
 }
 
-TempDir::~TempDir()
-{
+TempDir::~TempDir() {
     std::error_code ec;
     if (!m_path.empty()) std::filesystem::remove_all(m_path, ec);
 }
 
-int fcgiSend(const std::string& socketPath, const std::string& bytes)
-{
+int fcgiSend(const std::string& socketPath, const std::string& bytes) {
     int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     if (fd < 0) return -1;
     struct sockaddr_un addr;
     std::memset(&addr, 0, sizeof addr);
     addr.sun_family = AF_UNIX;
     std::strncpy(addr.sun_path, socketPath.c_str(), sizeof addr.sun_path - 1);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
-        !writeAll(fd, bytes)) {
+    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 || !writeAll(fd, bytes)) {
         close(fd);
         return -1;
     }
@@ -234,8 +219,7 @@ int fcgiSend(const std::string& socketPath, const std::string& bytes)
 }
 
 std::string fcgiRequest(const std::string& socketPath, const EnvList& params,
-                        const std::string& body, bool& ok)
-{
+                        const std::string& body, bool& ok) {
     ok = false;
     int fd = fcgiSend(socketPath, fcgiMessage(params, body));
     if (fd < 0) return "";

@@ -210,6 +210,45 @@ TEST_F(Gateway, IncompleteConnectionsAreDropped) {
     EXPECT_EQ(appStatus(), 2);
 }
 
+// A daemon flooded with connections that never send a request keeps pinging
+// its watchdog: each one costs at most the deadline, and the 5-second rhythm
+// of the timer task goes on between them.
+TEST_F(Gateway, WatchdogIsPingedWhileSilentConnectionsArrive) {
+    hosttest::RunResult launched =
+        hosttest::runProgram({WSBRIDGE_BIN}, {{"CDS_STORE", store}, {"WSBRIDGE_SOCKET", sock}});
+    ASSERT_EQ(launched.exitCode, 0) << launched.err;
+    toolkit::CCds cds(store);
+    auto leaf = [&cds](const char* name) {
+        api_status_t st;
+        toolkit::CElement v;
+        element_property_t prop;
+        cds.get_leaf(std::string("/Software/Watchdogs/wsbridge/") + name, st, v, prop);
+        return st.ok() ? v.to_string() : std::string();
+    };
+    std::string first;
+    for (int i = 0; i < 200 && first.empty(); ++i, usleep(50000)) first = leaf("LastPing");
+    ASSERT_FALSE(first.empty()) << "the daemon registered no watchdog";
+    const pid_t daemon = static_cast<pid_t>(std::stoi(leaf("Pid")));
+
+    // One new silent connection a second, each held for four seconds, for at
+    // most 20 s or until the watchdog has been pinged twice.
+    std::vector<std::pair<int, int>> held;  // descriptor, second it was opened
+    std::vector<std::string> pings{first};
+    for (int second = 0; second < 20 && pings.size() < 3; ++second) {
+        held.push_back({hosttest::fcgiSend(sock, ""), second});
+        while (!held.empty() && held.front().second <= second - 4) {
+            close(held.front().first);
+            held.erase(held.begin());
+        }
+        sleep(1);
+        std::string now = leaf("LastPing");
+        if (now != pings.back()) pings.push_back(now);
+    }
+    for (auto& h : held) close(h.first);
+    kill(daemon, SIGTERM);
+    EXPECT_GE(pings.size(), 3u) << "the watchdog was pinged " << pings.size() - 1 << " times";
+}
+
 // Bodies that are not one well-formed XML document get a SOAP fault from the
 // gateway (a CGI status line, never an HTTP one), and the loop goes on.
 TEST_F(Gateway, MalformedBodiesGetAFault) {
