@@ -1,7 +1,5 @@
-// The dispatcher (soap_serve_request and the skeletons) and the process-wide
-// namespace table (SOAP-ENV, SOAP-ENC, xsi, xsd, nst1, nss1, nsdx, nsc3,
-// nsc1) in one object: whatever links the dispatcher also gets the table the
-// runtime needs. The four generated namespace maps are identical.
+// The dispatcher: soap_serve_request and one skeleton per operation, which
+// read the request, call the operation's handler and write the response.
+// Only what serves requests links it (the gateway, and the tests of the
+// dispatcher); the serialisers and the namespace table are wscontract.
 #include "soapServer.cpp"
-
-#include "Corvane.nsmap"

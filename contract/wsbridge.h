@@ -55,7 +55,7 @@
 //gsoap nsc1 schema form:      qualified
 
 #import "nsc1_enums.h"
-#import "nst1_test.h"
+#import "nst1_nodes.h"
 #import "nss1_types.h"
 #import "nsdx_explorer.h"
 #import "nsc3_commands.h"

@@ -21,7 +21,7 @@
 #include "soapH.h"
 #include "ws_explorer.h"
 #include "ws_global.h"
-#include "wstest_dispatch.h"
+#include "bench_soap.h"
 
 using toolkit::CCds;
 using toolkit::CElement;
@@ -193,13 +193,13 @@ int main(int argc, char** argv) {
             soap_end(soap);
         });
 
-        const std::string request = wstest::envelope(
+        const std::string request = benchEnvelope(
             "<nsdx:findAttributeMatches><startingPath>/Bench</startingPath>"
             "<bRecursive>true</bRecursive><regexMatchPattern>^match-</regexMatchPattern>"
             "</nsdx:findAttributeMatches>");
         int answered = 0;
         Timing dispatch = medianMillis(rounds, [&] {
-            answered = wstest::countElements(wstest::serve(request, &g).body, "nodes");
+            answered = static_cast<int>(benchCount(benchServe(g, request), "<nodes"));
         });
 
         // Share of the matching budget the benign search takes, anchored and

@@ -16,7 +16,7 @@
 #include "soapH.h"
 #include "ws_core.h"
 #include "ws_global.h"
-#include "wstest_dispatch.h"
+#include "bench_soap.h"
 
 using toolkit::CElement;
 
@@ -128,11 +128,11 @@ int main(int argc, char** argv)
         std::string body = "<nsc1:getValues><nsc1:options></nsc1:options><nsc1:paths>";
         for (const std::string& p : paths) body += "<nsc1:string>" + p + "</nsc1:string>";
         body += "</nsc1:paths></nsc1:getValues>";
-        const std::string request = wstest::envelope(body);
+        const std::string request = benchEnvelope(body);
         size_t answered = 0;
         Timing dispatch = measure(rounds, [&] {
-            wstest::Reply reply = wstest::serve(request, &g);
-            answered = static_cast<size_t>(wstest::countElements(reply.body, "nsc1:getValuesResult"));
+            std::string reply = benchServe(g, request);
+            answered = benchCount(reply, "<nsc1:getValuesResult");
         });
 
         if (replies != paths.size() || answered != paths.size()) {

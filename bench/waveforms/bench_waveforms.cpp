@@ -19,9 +19,7 @@
 #include "comtrade.h"
 #include "soapH.h"
 #include "ws_global.h"
-#ifdef WSB_BENCH_WIRE
-#include "wstest_dispatch.h"
-#endif
+#include "bench_soap.h"
 
 using Clock = std::chrono::steady_clock;
 
@@ -139,22 +137,20 @@ int main(int argc, char** argv) {
                 reader / raw);
     std::printf("getWaveformData handler:         %8.2f ms   x%.2f of the bytes\n", handled,
                 handled / raw);
-#ifdef WSB_BENCH_WIRE
-    std::string request = wstest::envelope(
+    std::string request = benchEnvelope(
         "<nsdx:getWaveformData><request><options></options><url>bench.cfg</url>"
         "<channel>CH7</channel></request></nsdx:getWaveformData>");
     size_t replyBytes = 0;
     double wire = medianMs(
         rounds,
         [&] {
-            std::string body = wstest::dispatch(request, &g);
+            std::string body = benchServe(g, request);
             replyBytes = body.size();
             return double(body.size());
         },
         sink);
     std::printf("SOAP request, serialised reply:  %8.2f ms   x%.2f of the bytes (reply %.1f MB)\n",
                 wire, wire / raw, double(replyBytes) / 1e6);
-#endif
     std::printf("checksum %.3f\n", sink);
     std::remove((dir + "/bench.cfg").c_str());
     std::remove(dat.c_str());

@@ -69,9 +69,7 @@ int wsbridge_run(int argc, char** argv) {
     }
     struct soap* engine = soap_new();
     soap_init(engine);
-    // Strings are UTF-8 on the wire and in the store; without this mode the
-    // engine would take each byte of a string for a Latin-1 character.
-    soap_set_mode(engine, SOAP_C_UTFSTRING);
+    configureEngine(engine);
     engine->user = &g;
     announceStart(g);
 

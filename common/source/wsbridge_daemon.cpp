@@ -11,8 +11,6 @@
 
 #include "wsbridge_host.h"
 
-volatile sig_atomic_t __signal_exit = 0;
-
 namespace {
 
 const int kTermSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};

@@ -74,6 +74,21 @@ int soap_serve(struct soap* soap);
 // Parses and dispatches one request on `soap`; faults are sent as replies.
 // Always 0.
 int soap_process(struct soap* soap, bool firstRequest);
+// The engine's modes for serving: UTF-8 strings, and XML only on input (no
+// HTTP head is parsed). Set once on the gateway's engine.
+void configureEngine(struct soap* soap);
+// Answers with a SOAP 1.1 client fault carrying `text`, raised by the host
+// before the engine read anything; one line on standard error.
+void sendHostFault(struct soap* soap, const std::string& text);
+// Checks `body` (checkRequestXml) and serves it with soap_process, or
+// answers the check's fault. The engine's receive hook must read `body`.
+void serveCheckedRequest(struct soap* soap, std::string& body, bool firstRequest);
+// Serves one request held in memory through exactly these steps (check,
+// parse, dispatch, faults) on `soap`, whose user pointer is the process
+// record, and returns every byte written: the CGI header lines, a blank
+// line, the XML. No socket, no registry. For benchmarks and tests.
+std::string wsbridge_serve_memory(struct soap* soap, std::string request);
+
 // The engine's receive hook reads the current request's body (read whole
 // before parsing); the send hook writes to the request's output stream.
 size_t myrecv(struct soap* soap, char* buf, size_t len);

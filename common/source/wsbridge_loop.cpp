@@ -52,19 +52,6 @@ int dispatch(struct soap* soap) {
     return SOAP_OK;
 }
 
-// Sends a fault that the host itself raises, before the engine has read
-// anything of the request.
-void sendHostFault(struct soap* soap, const std::string& text) {
-    std::fprintf(stderr, "Refused request: %s \n", text.c_str());
-    soap_begin(soap);
-    // No envelope was read, so none sets the version: answer in SOAP 1.1,
-    // the primary one.
-    soap->version = 1;
-    soap_sender_fault(soap, text.c_str(), nullptr);
-    soap_send_fault(soap);
-    soap_end(soap);
-}
-
 // One accepted request: parameters, body, processing, finish, registry. A
 // body that does not arrive complete within the deadline is dropped without
 // a reply (nobody is listening for one).
@@ -210,9 +197,6 @@ int soap_serve(struct soap* soap) {
     FCGX_InitRequest(&request, -1, 0);
     soap->frecv = myrecv;
     soap->fsend = mysend;
-    // The web server has already taken the HTTP request apart: the body is
-    // XML only, and text that looks like an HTTP head is not parsed as one.
-    soap_set_imode(soap, SOAP_ENC_XML);
     glptr->pReq = &request;
 
     uint32_t lastSweep = glptr->clock.monoSeconds();

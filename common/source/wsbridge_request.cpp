@@ -4,9 +4,12 @@
 #include <expat.h>
 #include <fcgiapp.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "soapH.h"
 #include "wsbridge_host.h"
 
 namespace {
@@ -145,4 +148,72 @@ std::string checkRequestXml(std::string& body) {
     }
     XML_ParserFree(parser);
     return error;
+}
+
+void configureEngine(struct soap* soap) {
+    // Strings are UTF-8 on the wire and in the store; without this mode the
+    // engine would take each byte of a string for a Latin-1 character.
+    soap_set_mode(soap, SOAP_C_UTFSTRING);
+    // The web server has already taken the HTTP request apart: the body is
+    // XML only, and text that looks like an HTTP head is not parsed as one.
+    soap_set_imode(soap, SOAP_ENC_XML);
+}
+
+void sendHostFault(struct soap* soap, const std::string& text) {
+    std::fprintf(stderr, "Refused request: %s \n", text.c_str());
+    soap_begin(soap);
+    // No envelope was read, so none sets the version: answer in SOAP 1.1,
+    // the primary one.
+    soap->version = 1;
+    soap_sender_fault(soap, text.c_str(), nullptr);
+    soap_send_fault(soap);
+    soap_end(soap);
+}
+
+void serveCheckedRequest(struct soap* soap, std::string& body, bool firstRequest) {
+    std::string refusal = checkRequestXml(body);
+    if (refusal.empty())
+        soap_process(soap, firstRequest);
+    else
+        sendHostFault(soap, refusal);
+}
+
+namespace {
+
+// The in-memory transport of wsbridge_serve_memory: the request text and the
+// reply, reached through the context's extension slot soap->data[0]. The
+// engine must not be given streams (soap->is/os): with a stream it writes an
+// HTTP status line instead of the CGI "Status:" header of the gateway.
+struct MemoryTransport {
+    std::string in;
+    size_t pos = 0;
+    std::string out;
+};
+
+size_t memoryRecv(struct soap* soap, char* buf, size_t len) {
+    MemoryTransport& t = *static_cast<MemoryTransport*>(soap->data[0]);
+    size_t n = std::min(len, t.in.size() - t.pos);
+    std::memcpy(buf, t.in.data() + t.pos, n);
+    t.pos += n;
+    return n;
+}
+
+int memorySend(struct soap* soap, const char* buf, size_t len) {
+    static_cast<MemoryTransport*>(soap->data[0])->out.append(buf, len);
+    return SOAP_OK;
+}
+
+}  // namespace
+
+std::string wsbridge_serve_memory(struct soap* soap, std::string request) {
+    configureEngine(soap);
+    MemoryTransport transport;
+    transport.in = std::move(request);
+    void* slot = soap->data[0];
+    soap->data[0] = &transport;
+    soap->frecv = memoryRecv;
+    soap->fsend = memorySend;
+    serveCheckedRequest(soap, transport.in, false);
+    soap->data[0] = slot;
+    return transport.out;
 }

@@ -15,8 +15,8 @@ struct Reply {
 };
 
 // Serves `request` (a complete SOAP envelope, no HTTP header) the way the
-// host does: begin, receive, envelope/header/body, soap_serve_request, and a
-// SOAP fault on any error. `user` becomes the context's user pointer (the
+// host does (wsbridge_serve_memory): the body check, then parse, dispatch and
+// a SOAP fault on any error. `user` becomes the context's user pointer (the
 // handlers' global data); `mode` is added to the context's default modes.
 // The context is created and freed inside; nothing outlives the call.
 Reply serve(const std::string &request, void *user = nullptr, int mode = 0);

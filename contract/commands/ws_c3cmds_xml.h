@@ -1,7 +1,7 @@
 // Commands and results as the XML text the command queues hold: one
 // "nsc3:sendCmd-s" or "nsc3:getDeviceCmdResultResponse" element each, written
-// and read with a fresh SOAP context in tree mode (0x20000). Header only, so
-// the device handlers use exactly the gateway's serialisers.
+// and read with a fresh SOAP context in tree mode (0x20000), so the device
+// handlers use exactly the gateway's serialisers.
 #pragma once
 
 #include <sstream>
@@ -13,25 +13,12 @@
 #define WS_CMD_ELEMENT "nsc3:sendCmd-s"
 #define WS_RESULT_ELEMENT "nsc3:getDeviceCmdResultResponse"
 
-// The contract's namespace table (defined with the dispatcher). Naming it
-// here also makes programs that only store commands link it in.
-extern SOAP_NMAC struct Namespace namespaces[];
-
 // A fresh context for one stored text. Whatever happens, the destructor
 // deletes its objects, ends it and frees it.
 class CmdXmlContext {
   public:
-    CmdXmlContext() : m_soap(soap_new1(WS_CMD_XML_MODE)) {
-        if (m_soap) soap_set_namespaces(m_soap, namespaces);
-    }
-    ~CmdXmlContext() {
-        if (!m_soap) return;
-        m_soap->is = nullptr;
-        m_soap->os = nullptr;
-        soap_destroy(m_soap);
-        soap_end(m_soap);
-        soap_free(m_soap);
-    }
+    CmdXmlContext();
+    ~CmdXmlContext();
     CmdXmlContext(const CmdXmlContext&) = delete;
     CmdXmlContext& operator=(const CmdXmlContext&) = delete;
     struct soap* get() const {
