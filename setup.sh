@@ -26,7 +26,8 @@ install_deps() {
 
 build() {  # build DIR [cmake options...]
     local dir=$1; shift
-    cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+    # Status lines are left out; warnings and configure errors are shown.
+    cmake --log-level=WARNING -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
     cmake --build "$dir" -j"$(nproc)"
 }
 
