@@ -440,4 +440,59 @@ TEST(ComtradeRecordSet, UpperCaseExtensionsAndOptionalFiles) {
     EXPECT_EQ(nullptr, n.view->dataHandle());
 }
 
+#ifdef WAVETOOL_BIN
+// What an operator sees: UTF-8 names, the layout a year was read with and
+// the code page with where it came from; upper-case records are listed,
+// the code-page file is not.
+TEST(Wavetool, ReportsTheYearAndCodePageItAssumed) {
+    const std::string
+        ru = "\xd0\x9f\xd0\xbe\xd0\xb4\xd1\x81\xd1\x82\xd0\xb0\xd0\xbd\xd1\x86\xd0\xb8"
+             "\xd1\x8f \xd0\xa1\xd0\xb5\xd0\xb2\xd0\xb5\xd1\x80\xd0\xbd\xd0\xb0\xd1\x8f",
+        ruCh = "\xd0\xa2\xd0\xbe\xd0\xba \xd1\x84\xd0\xb0\xd0\xb7\xd1\x8b \xd0\x91",
+        cnCh = "\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99";
+    cttest::ScratchDir dir;
+    ASSERT_EQ(0, mkdir(dir.file("cn").c_str(), 0700));
+    cttest::writeFile(dir.file("cn/.codepage"), "GBK\n");
+    GenRecord r = cttest::standardRecord(1999, "ASCII", 5);
+    r.upperCase = true;
+    r.yearText = "1997";
+    r.codePage = "WINDOWS-1251";
+    r.station = ru;
+    r.analog[0].name = ruCh;
+    cttest::writeRecordSet(r, dir.path(), "EV");
+    r.yearText = "2000";
+    r.codePage = "GBK";
+    r.station = "ST";
+    r.analog[0].name = cnCh;
+    cttest::writeCff(r, dir.file("cn"), "ONE");
+    struct Row {
+        std::string verb, args;
+        std::vector<std::string> want;
+    } rows[] = {
+        {"list", "", {"EV.CFG\ncn/ONE.CFF\n"}},
+        {"config",
+         "EV.CFG",
+         {"station: " + ru + "\n", "revision: 1999 (written 1997)\n",
+          "code page: WINDOWS-1251 (detected)\n", "analog 1: " + ruCh + " [A]"}},
+        {"config",
+         "cn/ONE.CFF",
+         {"revision: 1999 (written 2000)\n", "code page: GBK (.codepage)\n",
+          "analog 1: " + cnCh + " [A]"}},
+        {"samples", "EV.CFG '" + ruCh + "' 3 1", {"3 3000.000 -446.5\n"}},
+    };
+    for (const auto& row : rows) {
+        std::string cmd =
+            std::string(WAVETOOL_BIN) + " " + row.verb + " '" + dir.path() + "' " + row.args;
+        FILE* p = popen(cmd.c_str(), "r");
+        ASSERT_NE(nullptr, p);
+        std::string out;
+        char buf[4096];
+        for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+        EXPECT_EQ(0, pclose(p)) << cmd;
+        for (const auto& want : row.want)
+            EXPECT_NE(std::string::npos, out.find(want)) << cmd << "\n" << out;
+    }
+}
+#endif
+
 }  // namespace
