@@ -271,24 +271,10 @@ TEST(ComtradeRates, TimeStampsWhenNoRateIsGiven) {
 // find their channel: valid UTF-8 is kept, else the nearest ".codepage"
 // of the wave folder, else the detector's guess, else Windows-1252.
 TEST(ComtradeNames, LegacyCodePagesBecomeUtf8) {
-    const std::string
-        cn = "\xe5\x8d\x8e\xe5\x8c\x97\xe7\x94\xb5\xe7\xbd\x91\xe7\xac\xac"
-             "\xe4\xb8\x89\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99",  // North grid, 3rd substation
-        cnCh = "A\xe7\x9b\xb8\xe7\x94\xb5\xe5\x8e\x8b",           // phase A voltage
-        cnEv =
-            "A\xe7\x9b\xb8\xe6\x8e\xa5\xe5\x9c\xb0\xe6\x95\x85\xe9\x9a\x9c",  // phase A earth fault
-        cnShort = "\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99",
-        ru = "\xd0\x9f\xd0\xbe\xd0\xb4\xd1\x81\xd1\x82\xd0\xb0\xd0\xbd\xd1\x86\xd0\xb8\xd1\x8f "
-             "\xd0\xa1\xd0\xb5\xd0\xb2\xd0\xb5\xd1\x80\xd0\xbd\xd0\xb0\xd1\x8f",  // Podstantsiya
-                                                                                  // Severnaya
-        ruCh =
-            "\xd0\x9d\xd0\xb0\xd0\xbf\xd1\x80\xd1\x8f\xd0\xb6\xd0\xb5\xd0\xbd\xd0\xb8\xd0\xb5 "
-            "\xd1\x84\xd0\xb0\xd0\xb7\xd1\x8b \xd0\x90",
-        ruEv =
-            "\xd0\x9a\xd0\xbe\xd1\x80\xd0\xbe\xd1\x82\xd0\xba\xd0\xbe\xd0\xb5 "
-            "\xd0\xb7\xd0\xb0\xd0\xbc\xd1\x8b\xd0\xba\xd0\xb0\xd0\xbd\xd0\xb8\xd0\xb5",
-        de = "Umspannwerk S\xc3\xbc\x64", deCh = "\xc3\x9c\x62\x65rlast \xe2\x82\xac",
-        deEv = "\xc3\x9c\x62\x65rspannung", fffd = "\xef\xbf\xbd";
+    const std::string cn = "华北电网第三变电站", cnCh = "A相电压", cnEv = "A相接地故障",
+                      cnShort = "变电站", ru = "Подстанция Северная", ruCh = "Напряжение фазы А",
+                      ruEv = "Короткое замыкание", de = "Umspannwerk Süd", deCh = "Überlast €",
+                      deEv = "Überspannung", fffd = "\uFFFD";
     using O = CodePageOrigin;
     struct Row {
         const char* page;                     // written in ("" writes the bytes given)
@@ -309,8 +295,8 @@ TEST(ComtradeNames, LegacyCodePagesBecomeUtf8) {
          O::Detected},
         {"WINDOWS-1251", "", "UTF-16", ru, ruCh, ruEv, ru, ruCh, ruEv, "WINDOWS-1251", O::Detected},
         // One name in ISO-8859-1, one already UTF-8: each as it needs.
-        {"", "", "", "Esta\xe7\xe3o", "V\xc3\xa1", "Sobretens\xe3o", "Esta\xc3\xa7\xc3\xa3o",
-         "V\xc3\xa1", "Sobretens\xc3\xa3o", "WINDOWS-1252", O::Detected},
+        {"", "", "", "Esta\xe7\xe3o", "Vá", "Sobretens\xe3o", "Estação", "Vá", "Sobretensão",
+         "WINDOWS-1252", O::Detected},
         // A byte the page lacks.
         {"", "WINDOWS-1252", "", "A\x81", "B\x8d", "C\x90", "A" + fffd, "B" + fffd, "C" + fffd,
          "WINDOWS-1252", O::Folder},
@@ -445,11 +431,7 @@ TEST(ComtradeRecordSet, UpperCaseExtensionsAndOptionalFiles) {
 // the code page with where it came from; upper-case records are listed,
 // the code-page file is not.
 TEST(Wavetool, ReportsTheYearAndCodePageItAssumed) {
-    const std::string
-        ru = "\xd0\x9f\xd0\xbe\xd0\xb4\xd1\x81\xd1\x82\xd0\xb0\xd0\xbd\xd1\x86\xd0\xb8"
-             "\xd1\x8f \xd0\xa1\xd0\xb5\xd0\xb2\xd0\xb5\xd1\x80\xd0\xbd\xd0\xb0\xd1\x8f",
-        ruCh = "\xd0\xa2\xd0\xbe\xd0\xba \xd1\x84\xd0\xb0\xd0\xb7\xd1\x8b \xd0\x91",
-        cnCh = "\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99";
+    const std::string ru = "Подстанция Северная", ruCh = "Ток фазы Б", cnCh = "变电站";
     cttest::ScratchDir dir;
     ASSERT_EQ(0, mkdir(dir.file("cn").c_str(), 0700));
     cttest::writeFile(dir.file("cn/.codepage"), "GBK\n");

@@ -216,14 +216,9 @@ TEST_F(WaveformService, LegacyNamesAreAskedForInUtf8) {
         const char* page;
         std::string station, channel;
     } rows[] = {
-        {"GBK",
-         "\xe5\x8d\x8e\xe5\x8c\x97\xe7\x94\xb5\xe7\xbd\x91\xe7\xac\xac\xe4\xb8\x89"
-         "\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99",
-         "A\xe7\x9b\xb8\xe7\x94\xb5\xe5\x8e\x8b"},
-        {"WINDOWS-1251",
-         "\xd0\x9f\xd0\xbe\xd0\xb4\xd1\x81\xd1\x82\xd0\xb0\xd0\xbd\xd1\x86\xd0\xb8\xd1\x8f",
-         "\xd0\xa2\xd0\xbe\xd0\xba \xd1\x84\xd0\xb0\xd0\xb7\xd1\x8b \xd0\x91"},
-        {"WINDOWS-1252", "Umspannwerk S\xc3\xbc\x64", "\xc3\x9c\x62\x65rlast \xe2\x82\xac"},
+        {"GBK", "华北电网第三变电站", "A相电压"},
+        {"WINDOWS-1251", "Подстанция", "Ток фазы Б"},
+        {"WINDOWS-1252", "Umspannwerk Süd", "Überlast €"},
     };
     for (const auto& row : rows) {
         cttest::GenRecord r = cttest::standardRecord(2013, "BINARY", 5);
