@@ -54,8 +54,7 @@ bool validUtf8(const std::string& text) {
     return true;
 }
 
-CodePage::CodePage(const std::string& name)
-    : m_name(name), m_cd(iconv_open("UTF-8", name.c_str())) {
+CodePage::CodePage(const std::string& name) : m_cd(iconv_open("UTF-8", name.c_str())) {
     if (m_cd == kNoConverter) return;
     const std::string ascii =
         "\t\r\n "

@@ -40,7 +40,6 @@ class CodePage {
     // not keep ASCII bytes as they are (UTF-16, EBCDIC): the layout of the
     // files is ASCII, so such a page cannot be the one they were written in.
     bool usable() const { return m_usable; }
-    const std::string& name() const { return m_name; }
     // `text` unchanged when it is valid UTF-8; otherwise converted, with
     // U+FFFD for each byte the code page does not define. Always UTF-8.
     std::string toUtf8(const std::string& text) const;
@@ -48,7 +47,6 @@ class CodePage {
     std::string linesToUtf8(const std::string& text) const;
 
   private:
-    std::string m_name;
     iconv_t m_cd;
     bool m_usable = false;
 };

@@ -219,19 +219,20 @@ int CComtradeView::loadSingleFile(const std::string& path) {
 std::unique_ptr<ct::CodePage> CComtradeView::chooseCodePage() {
     if (ct::validUtf8(m_cfgText) && ct::validUtf8(m_header.text) && ct::validUtf8(m_inf))
         return std::make_unique<ct::CodePage>("UTF-8");
-    const std::pair<std::string, CodePageOrigin> choices[] = {
-        {folderCodePage(m_path, m_root), CodePageOrigin::Folder},
-        {ct::guessCodePage(m_cfgText, m_header.text), CodePageOrigin::Detected},
-        {"WINDOWS-1252", CodePageOrigin::Default},
-        {"ISO-8859-1", CodePageOrigin::Default}};  // built into the C library
-    for (const auto& choice : choices) {
-        if (choice.first.empty()) continue;
-        auto page = std::make_unique<ct::CodePage>(choice.first);
-        if (!page->usable()) continue;
-        m_codePage = choice.first;
-        m_codePageOrigin = choice.second;
+    auto usable = [this](const std::string& name, CodePageOrigin origin) {
+        std::unique_ptr<ct::CodePage> page;
+        if (!name.empty()) page = std::make_unique<ct::CodePage>(name);
+        if (!page || !page->usable()) return std::unique_ptr<ct::CodePage>();
+        m_codePage = name;
+        m_codePageOrigin = origin;
         return page;
-    }
+    };
+    std::unique_ptr<ct::CodePage> page =
+        usable(folderCodePage(m_path, m_root), CodePageOrigin::Folder);
+    if (!page) page = usable(ct::guessCodePage(m_cfgText, m_header.text), CodePageOrigin::Detected);
+    if (!page) page = usable("WINDOWS-1252", CodePageOrigin::Default);
+    if (!page) page = usable("ISO-8859-1", CodePageOrigin::Default);  // built into the C library
+    if (page) return page;
     return std::make_unique<ct::CodePage>("");  // replaces every byte beyond ASCII
 }
 
