@@ -10,7 +10,8 @@ TOP=$PWD
 
 DEPS=(build-essential cmake pkg-config gsoap libgsoap-dev libfcgi-dev libboost-regex-dev
       libsqlite3-dev libexpat1-dev sqlite3 nginx python3-zeep python3-pytest googletest libgtest-dev
-      libgmock-dev libbenchmark-dev clang libclang-rt-14-dev curl openssl)
+      libgmock-dev libbenchmark-dev clang libclang-rt-14-dev curl openssl
+      libuchardet-dev libpugixml-dev)
 
 install_deps() {
     local missing=()

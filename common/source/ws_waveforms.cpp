@@ -34,7 +34,7 @@ bool openRecord(struct soap* soap, const std::string* url, const service_options
         BnwsErrMsg(WS_ARGUMENT_INVALID, "Cannot parse URL", result, &opts);
         return false;
     }
-    if (view.initialize(path) != CT_OK) {
+    if (view.initialize(path, g->waveFolder) != CT_OK) {
         BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Failed to parse COMTRADE data", result, &opts);
         return false;
     }

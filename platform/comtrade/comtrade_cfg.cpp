@@ -1,9 +1,10 @@
 // The .cfg parser: the configuration lines in their fixed order, for the
 // three revisions. Layout is forgiven (blanks, case, line ends, 1991 short
-// channel lines); content is not: counts must agree and every line the
-// revision requires must be there.
+// channel lines, years between the revisions); content is not: counts must
+// agree and every line the revision requires must be there.
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "comtrade_internal.h"
@@ -18,6 +19,7 @@ struct Lines {
     std::vector<std::string> lines;
     size_t next = 0;
     std::string* error;
+    const CodePage* page;  // names that are not UTF-8 go through it
 
     bool take(const char* what, std::vector<std::string>& fields) {
         if (next >= lines.size()) return fail(what, "missing");
@@ -49,17 +51,29 @@ bool optNumber(const std::vector<std::string>& f, size_t i, double def, double& 
     return toDouble(f[i], out);
 }
 
+// Recorders write years between the revisions (1997, 2000): the nearest
+// revision's layout reads them, the older one on a tie (1995, 2006).
+int nearestRevision(int64_t year) {
+    const int revisions[] = {1991, 1999, 2013};
+    int best = revisions[0];
+    for (int r : revisions)
+        if (std::llabs(year - r) < std::llabs(year - best)) best = r;
+    return best;
+}
+
 bool identLine(Lines& in, CWaveConfigData& c) {
     std::vector<std::string> f;
     if (!in.take("station", f)) return false;
-    c.stationId = toUtf8(f[0]);
-    c.deviceId = f.size() > 1 ? toUtf8(f[1]) : "";
+    c.stationId = in.page->toUtf8(f[0]);
+    c.deviceId = f.size() > 1 ? in.page->toUtf8(f[1]) : "";
     c.revision = 1991;
+    c.writtenRevision = 0;
     if (f.size() > 2 && !f[2].empty()) {
-        int64_t rev;
-        if (!toInt64(f[2], rev) || (rev != 1991 && rev != 1999 && rev != 2013))
-            return in.fail("station", "unknown revision year");
-        c.revision = int(rev);
+        int64_t year;
+        if (f[2].size() != 4 || !toInt64(f[2], year) || year < 1000)
+            return in.fail("station", "revision is not a year");
+        c.writtenRevision = int(year);
+        c.revision = nearestRevision(year);
     }
     return true;
 }
@@ -84,10 +98,10 @@ bool analogLine(Lines& in, CWaveAnalogChannelConfig& ch) {
     int64_t idx;
     if (!toInt64(f[0], idx)) return in.fail("analog channel", "bad channel number");
     ch.index = int(idx);
-    ch.name = toUtf8(f[1]);
-    ch.phase = toUtf8(f[2]);
-    ch.circuit = toUtf8(f[3]);
-    ch.units = toUtf8(f[4]);
+    ch.name = in.page->toUtf8(f[1]);
+    ch.phase = in.page->toUtf8(f[2]);
+    ch.circuit = in.page->toUtf8(f[3]);
+    ch.units = in.page->toUtf8(f[4]);
     if (!toDouble(f[5], ch.a) || !optNumber(f, 6, 0, ch.b) || !optNumber(f, 7, 0, ch.skew) ||
         !optNumber(f, 8, 0, ch.min) || !optNumber(f, 9, 0, ch.max) ||
         !optNumber(f, 10, 1, ch.primary) || !optNumber(f, 11, 1, ch.secondary))
@@ -114,9 +128,9 @@ bool digitalLine(Lines& in, CWaveDigitalChannelConfig& ch) {
     int64_t idx, y = 0;
     if (!toInt64(f[0], idx)) return in.fail("status channel", "bad channel number");
     ch.index = int(idx);
-    ch.name = toUtf8(f[1]);
-    if (f.size() >= 4) ch.phase = toUtf8(f[2]);
-    if (f.size() == 5) ch.circuit = toUtf8(f[3]);
+    ch.name = in.page->toUtf8(f[1]);
+    if (f.size() >= 4) ch.phase = in.page->toUtf8(f[2]);
+    if (f.size() == 5) ch.circuit = in.page->toUtf8(f[3]);
     if (!f.back().empty() && (!toInt64(f.back(), y) || (y != 0 && y != 1)))
         return in.fail("status channel", "normal state is not 0 or 1");
     ch.normalState = int(y);
@@ -207,8 +221,9 @@ void setTime(timeval& tv, int64_t seconds, int32_t micros, int tcMinutes) {
 
 }  // namespace
 
-int parseConfig(const char* text, size_t size, CWaveConfigData& c, std::string& error) {
-    Lines in{splitLines(text, size), 0, &error};
+int parseConfig(const char* text, size_t size, const CodePage& page, CWaveConfigData& c,
+                std::string& error) {
+    Lines in{splitLines(text, size), 0, &error, &page};
     c = CWaveConfigData();
     int64_t na = 0, nd = 0;
     if (!identLine(in, c) || !countsLine(in, na, nd)) return CT_ERR_CONFIG;

@@ -1,10 +1,12 @@
 // Event facts from a .hdr text. Our recorder writes "EventDescription=",
 // "TriggerChannel=" and "TriggerIndex=" lines; other recorders write free
 // text, INI-like keys or XML, so keys are matched loosely and in a fixed
-// order of preference, and the configuration fills what the text lacks.
+// order of preference, and the configuration fills what the text lacks. The
+// view has made the text UTF-8.
 #include <cstdint>
 #include <cstdlib>
 #include <map>
+#include <pugixml.hpp>
 
 #include "comtrade.h"
 #include "comtrade_text.h"
@@ -16,7 +18,8 @@ namespace {
 const char* const kDescriptionKeys[] = {
     "eventdescription", "eventdescr",     "event",        "eventtype", "faulttype",
     "description",      "causeoftrigger", "triggercause", "cause",     "comments"};
-const char* const kChannelKeys[] = {"triggerchannel", "triggersource", "triggeredby", "trigger"};
+const char* const kChannelKeys[] = {"triggerchannel", "trigchannel", "triggersource", "triggeredby",
+                                    "trigger"};
 const char* const kIndexKeys[] = {"triggerindex", "triggersample", "triggersamplenumber"};
 
 // Lower case letters and digits only: "Trigger_Channel " -> "triggerchannel".
@@ -27,26 +30,6 @@ std::string normalKey(const std::string& key) {
             out += char(c + 32);
         else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
             out += char(c);
-    }
-    return out;
-}
-
-std::string decodeEntities(const std::string& s) {
-    static const std::pair<const char*, char> ents[] = {
-        {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
-    std::string out;
-    for (size_t i = 0; i < s.size();) {
-        bool hit = false;
-        for (const auto& e : ents) {
-            size_t n = std::char_traits<char>::length(e.first);
-            if (s.compare(i, n, e.first) == 0) {
-                out += e.second;
-                i += n;
-                hit = true;
-                break;
-            }
-        }
-        if (!hit) out += s[i++];
     }
     return out;
 }
@@ -64,22 +47,39 @@ void lineKeys(const std::vector<std::string>& lines,
     }
 }
 
-// <Key>value</Key> elements holding text (no nested elements).
+// An XML header starts with markup, after blanks and a byte-order mark.
+bool looksLikeXml(const std::string& text) {
+    size_t i = text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
+    i = text.find_first_not_of(" \t\r\n", i);
+    return i != std::string::npos && text[i] == '<';
+}
+
+// XML headers: an element holding only text gives <Key>value</Key>; an
+// element with a name attribute gives name=value, the value from its value
+// attribute or else its text: <general name="TrigChannel" value="IA"/>.
+// A document cut short still gives what comes before the cut.
 void xmlKeys(const std::string& text, std::multimap<std::string, std::string>& keys) {
-    size_t pos = 0;
-    while ((pos = text.find('<', pos)) != std::string::npos) {
-        size_t close = text.find('>', pos);
-        if (close == std::string::npos) return;
-        std::string tag = text.substr(pos + 1, close - pos - 1);
-        pos = close + 1;
-        if (tag.empty() || tag[0] == '/' || tag[0] == '?' || tag[0] == '!' || tag.back() == '/')
-            continue;
-        size_t end = text.find('<', pos);
-        if (end == std::string::npos) return;
-        std::string name = tag.substr(0, tag.find_first_of(" \t\r\n"));
-        std::string value = ct::trim(text.substr(pos, end - pos));
-        if (!value.empty() && text.compare(end, 2, "</") == 0)
-            keys.emplace(normalKey(name), decodeEntities(value));
+    pugi::xml_document doc;
+    doc.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
+    std::vector<pugi::xml_node> todo = {doc.document_element()};
+    while (!todo.empty()) {
+        pugi::xml_node n = todo.back();
+        todo.pop_back();
+        if (!n) continue;
+        std::string name, value;
+        bool hasValue = false;
+        for (pugi::xml_attribute a : n.attributes()) {
+            std::string key = normalKey(a.name());
+            if (key == "name") name = a.value();
+            if (key == "value") value = a.value(), hasValue = true;
+        }
+        bool leaf = true;
+        for (pugi::xml_node c = n.last_child(); c; c = c.previous_sibling())
+            if (c.type() == pugi::node_element) todo.push_back(c), leaf = false;
+        if (!hasValue && leaf) value = n.child_value();
+        if (name.empty()) name = n.name();
+        value = ct::trim(value);
+        if (!value.empty() && !normalKey(name).empty()) keys.emplace(normalKey(name), value);
     }
 }
 
@@ -118,7 +118,7 @@ int CWaveHeaderData::fillData(const CWaveHeaderHandle* header) {
 
     std::vector<std::string> lines = ct::splitLines(text.data(), text.size());
     std::multimap<std::string, std::string> keys;
-    xmlKeys(text, keys);
+    if (looksLikeXml(text)) xmlKeys(text, keys);
     if (keys.empty()) lineKeys(lines, keys);
     if (!findKey(keys, kDescriptionKeys, eventDescription)) eventDescription = firstTextLine(lines);
     findKey(keys, kChannelKeys, triggerChannel);
@@ -126,8 +126,6 @@ int CWaveHeaderData::fillData(const CWaveHeaderHandle* header) {
     int64_t n;
     if (findKey(keys, kIndexKeys, idx) && ct::toInt64(idx, n) && n >= 0 && n <= INT32_MAX)
         triggerIndex = int(n);
-    eventDescription = ct::toUtf8(eventDescription);
-    triggerChannel = ct::toUtf8(triggerChannel);
     return CT_OK;
 }
 

@@ -1,5 +1,6 @@
 // Internal interface between the parts of wscomtrade: the configuration
-// parser, the data decoder's record geometry and the sample-time helpers.
+// parser, the confined file reads, the data decoder's record geometry and
+// the sample-time helpers.
 #pragma once
 
 #include <cstddef>
@@ -12,9 +13,29 @@
 namespace toolkit {
 namespace ct {
 
-// Parses a .cfg text into `out`. CT_ERR_CONFIG with `error` naming the line
-// when a line is missing, a count is wrong or a field is malformed.
-int parseConfig(const char* text, size_t size, CWaveConfigData& out, std::string& error);
+class CodePage;
+
+// Parses a .cfg text into `out`; names that are not UTF-8 are converted
+// through `page`. CT_ERR_CONFIG with `error` naming the line when a line is
+// missing, a count is wrong or a field is malformed.
+int parseConfig(const char* text, size_t size, const CodePage& page, CWaveConfigData& out,
+                std::string& error);
+
+// How reading one of a record's files went.
+enum class FileRead { Ok, Missing, Unreadable, Outside };
+
+// Reads the regular file at `path` whole, but only when its real location
+// (links resolved) lies below `root`, itself a real path. Missing: nothing
+// at `path` (a link to nothing included). Outside: it resolves elsewhere.
+// Unreadable: not a regular file (a FIFO is never waited on), larger than
+// `limit`, or no permission.
+FileRead readBelow(const std::string& path, const std::string& root, size_t limit,
+                   std::vector<char>& out);
+
+// `path` with links resolved; false when it does not resolve.
+bool realPath(const std::string& path, std::string& out);
+// Whether real path `real` lies below real folder `root` (not the folder).
+bool isBelow(const std::string& real, const std::string& root);
 
 // Bytes of one binary data record (number, time stamp, analog values, status
 // words); 0 for ASCII.

@@ -81,19 +81,6 @@ bool toInt64(const std::string& s, int64_t& out) {
 
 namespace {
 
-bool validUtf8(const std::string& s) {
-    size_t i = 0, n = s.size();
-    while (i < n) {
-        unsigned char c = static_cast<unsigned char>(s[i]);
-        size_t len = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-        if (len == 0 || (len == 2 && c < 0xC2) || i + len > n) return false;
-        for (size_t k = 1; k < len; ++k)
-            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
-        i += len;
-    }
-    return true;
-}
-
 // Days since 1970-01-01 of a proleptic Gregorian date (no time zone).
 int64_t daysFromCivil(int64_t y, int m, int d) {
     y -= m <= 2;
@@ -127,21 +114,6 @@ bool threeNumbers(const std::string& s, char sep, int64_t v[3], size_t digits[3]
 }
 
 }  // namespace
-
-std::string toUtf8(const std::string& text) {
-    if (validUtf8(text)) return text;
-    std::string out;
-    out.reserve(text.size() * 2);
-    for (unsigned char c : text) {
-        if (c < 0x80) {
-            out += char(c);
-        } else {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
 
 bool parseStamp(const std::string& date, const std::string& time, bool monthFirst, int64_t& seconds,
                 int32_t& micros) {

@@ -1,7 +1,9 @@
 // Text helpers of the COMTRADE reader: lines with any of the three line
 // ends, comma fields with blank padding, numbers, dates and time codes, and
-// the UTF-8 normalisation of names. Internal to wscomtrade.
+// the code pages through which names reach UTF-8. Internal to wscomtrade.
 #pragma once
+
+#include <iconv.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -23,8 +25,35 @@ bool equalsNoCase(const std::string& a, const char* b);
 bool toDouble(const std::string& s, double& out);
 bool toInt64(const std::string& s, int64_t& out);
 
-// `text` unchanged when it is valid UTF-8, else read as ISO-8859-1.
-std::string toUtf8(const std::string& text);
+bool validUtf8(const std::string& text);
+
+// One code page (an iconv name) through which the texts of a record reach
+// UTF-8. Not copied: it owns its converter.
+class CodePage {
+  public:
+    explicit CodePage(const std::string& name);
+    ~CodePage();
+    CodePage(const CodePage&) = delete;
+    CodePage& operator=(const CodePage&) = delete;
+
+    // False when iconv does not know the name, or when the code page does
+    // not keep ASCII bytes as they are (UTF-16, EBCDIC): the layout of the
+    // files is ASCII, so such a page cannot be the one they were written in.
+    bool usable() const { return m_usable; }
+    // `text` unchanged when it is valid UTF-8; otherwise converted, with
+    // U+FFFD for each byte the code page does not define. Always UTF-8.
+    std::string toUtf8(const std::string& text) const;
+    // The same, line by line: lines that are valid UTF-8 stay as they are.
+    std::string linesToUtf8(const std::string& text) const;
+
+  private:
+    iconv_t m_cd;
+    bool m_usable = false;
+};
+
+// The detector's guess for texts that are not valid UTF-8, as an iconv
+// name; "" when it has none. ISO-8859-1 is answered as WINDOWS-1252.
+std::string guessCodePage(const std::string& cfg, const std::string& header);
 
 // "dd/mm/yyyy" (or "mm/dd/yy" when monthFirst) and "hh:mm:ss.ffffff" (up to
 // nine fraction digits, kept to the microsecond) as Unix seconds and

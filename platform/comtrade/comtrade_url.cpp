@@ -2,13 +2,11 @@
 // below the wave folder: the text is checked first, then the real path
 // (links resolved) is checked against the folder's real path, so a link
 // placed inside the folder cannot lead out of it.
-#include <limits.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <string>
 
-#include "comtrade.h"
+#include "comtrade_internal.h"
 #include "comtrade_text.h"
 
 namespace toolkit {
@@ -54,13 +52,6 @@ bool safeRelative(const std::string& rel) {
     }
 }
 
-bool realPath(const std::string& path, std::string& out) {
-    char buf[PATH_MAX];
-    if (::realpath(path.c_str(), buf) == nullptr) return false;
-    out = buf;
-    return true;
-}
-
 }  // namespace
 
 int CComtradeView::parseUrlToFilepath(const std::string& url, const std::string& waveFolder,
@@ -75,9 +66,8 @@ int CComtradeView::parseUrlToFilepath(const std::string& url, const std::string&
     if (!ct::equalsNoCase(ext, ".cfg") && !ct::equalsNoCase(ext, ".cff")) return CT_ERR_URL;
 
     std::string folder, file;
-    if (!realPath(waveFolder, folder) || !realPath(folder + "/" + decoded, file)) return CT_ERR_URL;
-    std::string prefix = folder == "/" ? folder : folder + "/";
-    if (file.compare(0, prefix.size(), prefix) != 0 || file.size() == prefix.size())
+    if (!ct::realPath(waveFolder, folder) || !ct::realPath(folder + "/" + decoded, file) ||
+        !ct::isBelow(file, folder))
         return CT_ERR_URL;
     struct stat st;
     if (::stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return CT_ERR_URL;

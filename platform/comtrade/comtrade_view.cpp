@@ -1,13 +1,10 @@
 // CComtradeView: reads a record set (.cfg with its .dat, .hdr and .inf
 // siblings) or a single .cff file into memory, parses the configuration and
 // prepares the header and data handles.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "comtrade_internal.h"
@@ -21,36 +18,6 @@ namespace {
 const size_t kMaxTextFile = 64u << 20;
 const size_t kMaxDataFile = size_t(1) << 30;
 
-// Reads a regular file whole. CT_ERR_IO when it is missing, not a regular
-// file, larger than `limit` or unreadable; `missing` tells ENOENT apart.
-int readFile(const std::string& path, size_t limit, std::vector<char>& out, bool* missing) {
-    out.clear();
-    if (missing) *missing = false;
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        if (missing) *missing = errno == ENOENT;
-        return CT_ERR_IO;
-    }
-    struct stat st;
-    int status = CT_OK;
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || uint64_t(st.st_size) > limit) {
-        status = CT_ERR_IO;
-    } else {
-        out.resize(size_t(st.st_size));
-        size_t got = 0;
-        while (got < out.size()) {
-            ssize_t n = ::read(fd, out.data() + got, out.size() - got);
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) break;
-            got += size_t(n);
-        }
-        out.resize(got);  // a file that shrank while read is just shorter
-        if (got == 0 && st.st_size > 0) status = CT_ERR_IO;
-    }
-    ::close(fd);
-    return status;
-}
-
 // The sibling of a .cfg with another extension, in the .cfg's letter case
 // first ("A.CFG" -> "A.DAT", then "A.dat").
 std::string sibling(const std::string& cfgPath, const char* lowerExt, bool otherCase) {
@@ -63,11 +30,29 @@ std::string sibling(const std::string& cfgPath, const char* lowerExt, bool other
     return stem + ext;
 }
 
-int readSibling(const std::string& cfgPath, const char* ext, size_t limit, std::vector<char>& out,
-                bool& missing) {
-    int st = readFile(sibling(cfgPath, ext, false), limit, out, &missing);
-    if (st != CT_OK && missing) st = readFile(sibling(cfgPath, ext, true), limit, out, &missing);
+ct::FileRead readSibling(const std::string& cfgPath, const std::string& root, const char* ext,
+                         size_t limit, std::vector<char>& out) {
+    ct::FileRead st = ct::readBelow(sibling(cfgPath, ext, false), root, limit, out);
+    if (st == ct::FileRead::Missing)
+        st = ct::readBelow(sibling(cfgPath, ext, true), root, limit, out);
     return st;
+}
+
+// The code page an operator names for a folder of records: the first line
+// of ".codepage" in the record's folder or the nearest folder above it,
+// up to the wave folder. "" when there is none.
+std::string folderCodePage(const std::string& record, const std::string& root) {
+    std::string dir = record.substr(0, record.rfind('/'));
+    for (;;) {
+        std::vector<char> text;
+        if (ct::readBelow(dir + "/.codepage", root, 256, text) == ct::FileRead::Ok) {
+            std::vector<std::string> lines = ct::splitLines(text.data(), text.size());
+            std::string name = lines.empty() ? "" : ct::trim(lines[0]);
+            if (!name.empty()) return name;
+        }
+        if (dir.size() <= root.size()) return "";
+        dir = dir.substr(0, dir.rfind('/'));
+    }
 }
 
 // "--- file type: DAT BINARY: 4214 ---" -> type words and byte count.
@@ -105,6 +90,15 @@ double CWaveAnalogChannelConfig::toPrimary() const {
 }
 
 int CComtradeView::initialize(const std::string& path) {
+    std::string real;
+    if (!ct::realPath(path, real)) {
+        m_error = "cannot read " + path;
+        return CT_ERR_IO;
+    }
+    return initialize(path, real.substr(0, std::max<size_t>(real.rfind('/'), 1)));
+}
+
+int CComtradeView::initialize(const std::string& path, const std::string& waveFolder) {
     m_cfgText.clear();
     m_inf.clear();
     m_error.clear();
@@ -114,8 +108,14 @@ int CComtradeView::initialize(const std::string& path) {
     m_headerLoaded = m_dataLoaded = false;
     m_data = CWaveDataHandle();
     m_configStatus = CT_ERR_NOT_LOADED;
+    m_codePage = "UTF-8";
+    m_codePageOrigin = CodePageOrigin::Utf8;
     std::string ext = path.size() >= 4 ? path.substr(path.size() - 4) : "";
     int st = CT_ERR_IO;
+    if (!ct::realPath(waveFolder, m_root) || !ct::realPath(path, m_path)) {
+        m_error = "cannot read " + path;
+        return CT_ERR_IO;
+    }
     // Nothing is thrown to the caller: a record too large for the memory
     // left is an unreadable record.
     try {
@@ -133,28 +133,43 @@ int CComtradeView::initialize(const std::string& path) {
     return st;
 }
 
+// A companion that leads out of the wave folder refuses the whole record.
 int CComtradeView::loadRecordSet(const std::string& path) {
     std::vector<char> text;
-    if (readFile(path, kMaxTextFile, text, nullptr) != CT_OK) return CT_ERR_IO;
+    if (!readConfined(path, kMaxTextFile, text)) return CT_ERR_IO;
     m_cfgText.assign(text.begin(), text.end());
-    bool missing = false;
-    if (readSibling(path, ".dat", kMaxDataFile, m_bytes, missing) == CT_OK)
-        m_datSize = m_bytes.size();
+    ct::FileRead dat = readSibling(path, m_root, ".dat", kMaxDataFile, m_bytes);
+    if (dat == ct::FileRead::Ok) m_datSize = m_bytes.size();
     // No .hdr: an empty header that counts as loaded. A .hdr that is there
     // but cannot be read leaves the header unloaded.
-    if (readSibling(path, ".hdr", kMaxTextFile, text, missing) == CT_OK || missing) {
+    ct::FileRead hdr = readSibling(path, m_root, ".hdr", kMaxTextFile, text);
+    if (hdr == ct::FileRead::Ok || hdr == ct::FileRead::Missing) {
         m_header.text.assign(text.begin(), text.end());
         m_headerLoaded = true;
     }
-    if (readSibling(path, ".inf", kMaxTextFile, text, missing) == CT_OK)
-        m_inf.assign(text.begin(), text.end());
+    ct::FileRead inf = readSibling(path, m_root, ".inf", kMaxTextFile, text);
+    if (inf == ct::FileRead::Ok) m_inf.assign(text.begin(), text.end());
+    for (ct::FileRead st : {dat, hdr, inf}) {
+        if (st != ct::FileRead::Outside) continue;
+        m_bytes.clear();
+        m_datSize = 0;
+        m_headerLoaded = false;
+        m_error = "a file of " + path + " lies outside the wave folder";
+        return CT_ERR_IO;
+    }
     return CT_OK;
+}
+
+bool CComtradeView::readConfined(const std::string& path, size_t limit, std::vector<char>& out) {
+    ct::FileRead st = ct::readBelow(path, m_root, limit, out);
+    if (st == ct::FileRead::Outside) m_error = path + " lies outside the wave folder";
+    return st == ct::FileRead::Ok;
 }
 
 // Sections follow their marker lines; the data section is last, and its
 // byte count (binary formats) bounds it.
 int CComtradeView::loadSingleFile(const std::string& path) {
-    if (readFile(path, kMaxDataFile, m_bytes, nullptr) != CT_OK) return CT_ERR_IO;
+    if (!readConfined(path, kMaxDataFile, m_bytes)) return CT_ERR_IO;
     const char* b = m_bytes.data();
     size_t size = m_bytes.size(), pos = 0, textStart = 0;
     std::string current, type, format;
@@ -198,8 +213,34 @@ int CComtradeView::loadSingleFile(const std::string& path) {
     return CT_OK;
 }
 
+// Texts that are all UTF-8 stay as they are. Otherwise the page is the one
+// the operator named for the folder, else the detector's guess over the
+// configuration and header, else Windows-1252.
+std::unique_ptr<ct::CodePage> CComtradeView::chooseCodePage() {
+    if (ct::validUtf8(m_cfgText) && ct::validUtf8(m_header.text) && ct::validUtf8(m_inf))
+        return std::make_unique<ct::CodePage>("UTF-8");
+    auto usable = [this](const std::string& name, CodePageOrigin origin) {
+        std::unique_ptr<ct::CodePage> page;
+        if (!name.empty()) page = std::make_unique<ct::CodePage>(name);
+        if (!page || !page->usable()) return std::unique_ptr<ct::CodePage>();
+        m_codePage = name;
+        m_codePageOrigin = origin;
+        return page;
+    };
+    std::unique_ptr<ct::CodePage> page =
+        usable(folderCodePage(m_path, m_root), CodePageOrigin::Folder);
+    if (!page) page = usable(ct::guessCodePage(m_cfgText, m_header.text), CodePageOrigin::Detected);
+    if (!page) page = usable("WINDOWS-1252", CodePageOrigin::Default);
+    if (!page) page = usable("ISO-8859-1", CodePageOrigin::Default);  // built into the C library
+    if (page) return page;
+    return std::make_unique<ct::CodePage>("");  // replaces every byte beyond ASCII
+}
+
 void CComtradeView::finish() {
-    m_configStatus = ct::parseConfig(m_cfgText.data(), m_cfgText.size(), m_config, m_error);
+    std::unique_ptr<ct::CodePage> page = chooseCodePage();
+    m_header.text = page->linesToUtf8(m_header.text);
+    m_inf = page->linesToUtf8(m_inf);
+    m_configStatus = ct::parseConfig(m_cfgText.data(), m_cfgText.size(), *page, m_config, m_error);
     if (m_configStatus != CT_OK) return;
     const char* dat = m_bytes.data() + m_datOffset;
     int64_t first, last;

@@ -8,10 +8,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace toolkit {
+namespace ct {
+class CodePage;
+}
 
 // Status values of every call below: 0 is success.
 enum comtrade_status_t {
@@ -34,7 +38,7 @@ struct CWaveRate {
 };
 
 // One analog channel line. Texts are trimmed of blanks and UTF-8 (names that
-// are not valid UTF-8 are taken as ISO-8859-1 and converted).
+// are not valid UTF-8 are converted from the record's code page).
 struct CWaveAnalogChannelConfig {
     int index = 0;  // An, as written
     std::string name, phase, circuit, units;
@@ -57,7 +61,8 @@ struct CWaveDigitalChannelConfig {
 // recorder-local by the time-code field (2013) and are moved to UTC with it.
 struct CWaveConfigData {
     std::string stationId, deviceId;
-    int revision = 1991;  // 1991 when line 1 has no revision year
+    int revision = 1991;      // layout read: 1991, 1999 or 2013 (1991 without a year)
+    int writtenRevision = 0;  // the year on line 1 (1997, 2000, ...); 0 when absent
     double lineFrequency = 0;
     std::vector<CWaveRate> rates;  // empty when the file gives nrates = 0
     // First segment's rate; with nrates = 0 the rate implied by the first and
@@ -78,8 +83,9 @@ struct CWaveConfigData {
     std::vector<CWaveDigitalChannelConfig> digital;
 };
 
-// What the view hands to CWaveHeaderData: the .hdr text (empty when the
-// record has none) and the trigger index derived from the configuration.
+// What the view hands to CWaveHeaderData: the .hdr text in UTF-8 (empty
+// when the record has none) and the trigger index derived from the
+// configuration.
 struct CWaveHeaderHandle {
     std::string text;
     int derivedTriggerIndex = 0;
@@ -96,7 +102,8 @@ struct CWaveDataHandle {
 // The event facts of a header. The recorder of this device writes them as
 // key=value lines: "EventDescription=", "TriggerChannel=", "TriggerIndex=".
 // Foreign headers are searched for like-named keys ("key = value",
-// "key: value", <Key>value</Key>; case, blanks and '_' ignored); with no
+// "key: value"; in XML <Key>value</Key> and <any name="Key" value="value"/>;
+// case, blanks and '_' ignored); with no
 // description key the first non-blank line stands for it. Without a trigger
 // index key the index derived from the configuration is used.
 class CWaveHeaderData {
@@ -145,6 +152,14 @@ class CWaveSampleData {
     std::vector<double> m_times;
 };
 
+// Where the code page of a record's texts came from.
+enum class CodePageOrigin {
+    Utf8,      // every text was UTF-8 already
+    Folder,    // the operator's ".codepage" file
+    Detected,  // the detector's guess
+    Default    // no usable guess: Windows-1252
+};
+
 // One opened record. Typical use: parseUrlToFilepath, initialize,
 // getConfigurationData, then the header and data handles.
 class CComtradeView {
@@ -165,9 +180,14 @@ class CComtradeView {
                                   std::string& out);
 
     // Reads the record (.cfg with its siblings, or .cff) and parses the
-    // configuration. CT_ERR_IO when the .cfg/.cff cannot be read or a .cff
-    // has no configuration section. A configuration that does not parse is
-    // not an error here: getConfigurationData reports it.
+    // configuration. Every file read must lie below `waveFolder` (links
+    // resolved); the one-argument form confines the files to the folder
+    // that holds `path`. CT_ERR_IO when the .cfg/.cff cannot be read, a .cff
+    // has no configuration section, or any file of the record (a .dat, .hdr
+    // or .inf that is there) resolves outside the folder. A configuration
+    // that does not parse is not an error here: getConfigurationData
+    // reports it. Names and header text end up in UTF-8 (see codePage()).
+    int initialize(const std::string& path, const std::string& waveFolder);
     int initialize(const std::string& path);
 
     // Copies the configuration; its parse status (CT_ERR_CONFIG with
@@ -180,15 +200,24 @@ class CComtradeView {
     bool isDataLoaded() const { return m_dataLoaded; }
     const CWaveDataHandle* dataHandle() const { return m_dataLoaded ? &m_data : nullptr; }
     const std::string& infText() const { return m_inf; }
+    // The iconv name of the code page the texts were converted from
+    // ("UTF-8" when they needed none), and where it came from.
+    const std::string& codePage() const { return m_codePage; }
+    CodePageOrigin codePageOrigin() const { return m_codePageOrigin; }
     // Why the latest failing call failed, for operators ("line 4: ...").
     const std::string& errorText() const { return m_error; }
 
   private:
     int loadRecordSet(const std::string& path);
     int loadSingleFile(const std::string& path);
+    bool readConfined(const std::string& path, size_t limit, std::vector<char>& out);
+    std::unique_ptr<ct::CodePage> chooseCodePage();
     void finish();
 
+    std::string m_root, m_path;  // real paths of the wave folder and the record
     std::string m_cfgText, m_inf, m_error;
+    std::string m_codePage = "UTF-8";
+    CodePageOrigin m_codePageOrigin = CodePageOrigin::Utf8;
     std::vector<char> m_bytes;  // the .dat file, or the whole .cff
     size_t m_datOffset = 0, m_datSize = 0;
     bool m_datDeclaredBinary = false;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -122,7 +123,7 @@ TEST(ComtradeBadConfig, MalformedFields) {
         const char* from;
         const char* to;
     } rows[] = {
-        {",2013", ",2000"},                                              // unknown revision
+        {",2013", ",13"},                                                // revision not a year
         {"1,VA,,,A,0.5", "1,VA,,,A,abc"},                                // multiplier not a number
         {"0.5,-2,0,-99999,99999,1,1,P", "0.5,-2,0,-99999,99999,1,1,Q"},  // P/S flag
         {"1,S1,,,0", "1,S1,,,2"},                                        // normal state
@@ -263,6 +264,48 @@ TEST_F(ComtradeUrl, RefusedForms) {
     std::string out;
     EXPECT_EQ(CT_ERR_URL, CComtradeView::parseUrlToFilepath("rec.cfg", "", out));
     EXPECT_EQ(CT_ERR_URL, CComtradeView::parseUrlToFilepath("rec.cfg", outer.file("nowhere"), out));
+}
+
+// Every file of a record must lie below the wave folder: a companion that
+// leads out of it refuses the whole record, whatever it points at.
+TEST_F(ComtradeUrl, CompanionsThatLeaveTheFolderRefuseTheRecord) {
+    struct Row {
+        const char* name;
+        std::string target;  // "" makes a FIFO, which must not be waited on
+        int status;
+    } rows[] = {
+        {"ev.hdr", "/etc/passwd", CT_ERR_IO},
+        {"ev.HDR", "/etc/passwd", CT_ERR_IO},  // the other letter case is looked for too
+        {"ev.inf", "/etc/passwd", CT_ERR_IO},
+        {"ev.dat", outer.file("secret.dat"), CT_ERR_IO},  // another record's data
+        {"ev.dat", "up/secret.dat", CT_ERR_IO},           // through a link to a folder
+        {"ev.dat", "2026-11/feeder 3.dat", CT_OK},        // a link that stays inside
+        {"ev.hdr", outer.file("none.hdr"), CT_OK},        // a link to nothing: no header
+        {"ev.hdr", "", CT_OK},
+    };
+    GenRecord r = cttest::standardRecord(2013, "BINARY");
+    for (const auto& row : rows) {
+        cttest::writeRecordSet(r, waves, "ev");
+        std::string link = waves + "/" + row.name;
+        std::remove(link.c_str());
+        ASSERT_EQ(0, row.target.empty() ? mkfifo(link.c_str(), 0600)
+                                        : symlink(row.target.c_str(), link.c_str()));
+        std::string path;
+        ASSERT_EQ(CT_OK, CComtradeView::parseUrlToFilepath("ev.cfg", waves, path));
+        CComtradeView view;
+        EXPECT_EQ(row.status, view.initialize(path, waves)) << row.name << " -> " << row.target;
+        EXPECT_EQ(row.status == CT_OK, view.isDataLoaded()) << row.name;
+        if (row.target.empty()) {
+            EXPECT_FALSE(view.isHeaderLoaded()) << "a FIFO is no header";
+        }
+        std::remove(link.c_str());
+    }
+    // Without a wave folder the files are held to the record's own folder.
+    std::string feeder = waves + "/2026-11/feeder 3";
+    ASSERT_EQ(0, std::remove((feeder + ".dat").c_str()));
+    ASSERT_EQ(0, symlink("../rec.dat", (feeder + ".dat").c_str()));
+    EXPECT_EQ(CT_OK, CComtradeView().initialize(feeder + ".cfg", waves));
+    EXPECT_EQ(CT_ERR_IO, CComtradeView().initialize(feeder + ".cfg"));
 }
 
 TEST_F(ComtradeUrl, FolderGivenThroughALinkOrWithATrailingSlash) {

@@ -40,7 +40,15 @@ TEST(ComtradeHeader, Forms) {
         {"TriggerIndex=abc\n", "TriggerIndex=abc", "", kDerived},
         {"TriggerIndex=-5\nEvent=x\n", "x", "", kDerived},
         {"TriggerIndex=99999999999\nEvent=x\n", "x", "", kDerived},
-        {"EventDescription=Sobretens\xe3o\n", "Sobretens\xc3\xa3o", "", kDerived},
+        // Name/value elements, attributes in any order and quoting; the
+        // declared encoding is the file's, and the text is UTF-8 by now.
+        {"\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"GB2312\"?>\n<record>\n"
+         "  <general name=\"TrigChannel\" value=\"A相\"/>\n"
+         "  <general value='Earth fault' name='FaultType'/>\n</record>\n",
+         "Earth fault", "A相", kDerived},
+        {"<cfg><ch id=\"1\">IA</ch><general NAME=\"Trig_Channel\" Value=\"I&amp;N\"/></cfg>", "",
+         "I&N", kDerived},
+        {"<r><general name=\"TrigChannel\" value=\"IC\"/><general name=\"", "", "IC", kDerived},
     };
     for (const auto& row : rows) {
         CWaveHeaderHandle handle;

@@ -3,6 +3,7 @@
 // generator's raw numbers and against values worked out by hand; times,
 // time codes, several rates, time-stamp rates, padding and names.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cmath>
 #include <cstring>
@@ -138,6 +139,25 @@ TEST(ComtradeFormats, HandComputedValues) {
     EXPECT_EQ(0, (*o.samples.digital("S18"))[0]);
 }
 
+// Years between the revisions are read with the nearest layout (the older
+// one on a tie); the year written is kept.
+TEST(ComtradeFormats, YearsBetweenRevisions) {
+    struct Row {
+        const char* year;
+        int layout;
+        const char* format;
+    } rows[] = {{"1997", 1999, "BINARY"}, {"2000", 1999, "ASCII"},   {"1995", 1991, "ASCII"},
+                {"2006", 1999, "BINARY"}, {"2024", 2013, "FLOAT32"}, {"1989", 1991, "BINARY"}};
+    for (const auto& row : rows) {
+        cttest::ScratchDir dir;
+        GenRecord r = cttest::standardRecord(row.layout, row.format, 10);
+        r.yearText = row.year;
+        Opened o = openRecord(cttest::writeRecordSet(r, dir.path(), "rec"));
+        expectMatchesGenerator(r, o);
+        EXPECT_EQ(std::atoi(row.year), o.cfg.writtenRevision);
+    }
+}
+
 TEST(ComtradeTimes, StartTriggerAndTimeCodes) {
     struct Row {
         int revision;
@@ -185,18 +205,42 @@ TEST(ComtradeTimes, NanosecondStampsAndQualityLine) {
 }
 
 TEST(ComtradeRates, SeveralRatesGiveSampleTimesAndTriggerIndex) {
-    cttest::ScratchDir dir;
-    GenRecord r = cttest::standardRecord(1999, "BINARY", 50);
-    r.rates = {{1000.0, 20}, {500.0, 50}};
-    r.triggerTime = "13:45:10.152456";  // 29 ms after the start: sample 25 (1-based)
-    Opened o = openRecord(cttest::writeRecordSet(r, dir.path(), "rec"));
-    ASSERT_EQ(CT_OK, o.dataStatus);
-    ASSERT_EQ(2u, o.cfg.rates.size());
-    EXPECT_EQ(1000.0, o.cfg.samplingRate);
-    EXPECT_EQ(24, o.cfg.triggerIndex);
-    EXPECT_DOUBLE_EQ(19000.0, o.samples.times()[19]);  // last 1000 Hz sample
-    EXPECT_DOUBLE_EQ(21000.0, o.samples.times()[20]);  // first 500 Hz sample
-    EXPECT_DOUBLE_EQ(29000.0, o.samples.times()[24]);
+    struct Row {
+        // 2: 1000 Hz to sample 20, then 500 Hz; more: sections of 10 samples,
+        // 1000 Hz and 500 Hz in turn.
+        size_t sections;
+        const char* trigger;
+        int index;
+        std::vector<std::pair<size_t, double>> times;  // sample, microseconds
+    } rows[] = {
+        // 29 ms after the start: sample 25 (1-based).
+        {2, "13:45:10.152456", 24, {{19, 19000}, {20, 21000}, {24, 29000}}},
+        // Sections of 10: 9 intervals of 1 ms, then 10 of 2 ms and 10 of 1 ms
+        // in turn; sample 400 (0-based) is 9 + 20 * 20 + 19 * 10 + 1 = 600 ms on.
+        {80, "13:45:10.723456", 400, {{9, 9000}, {10, 11000}, {400, 600000}, {799, 1199000}}},
+        {250, "13:45:10.723456", 400, {{400, 600000}, {2499, 3749000}}},
+    };
+    for (const auto& row : rows) {
+        cttest::ScratchDir dir;
+        size_t per = row.sections == 2 ? 0 : 10;
+        GenRecord r = cttest::standardRecord(1999, "BINARY", per ? per * row.sections : 50);
+        r.rates = {{1000.0, 20}, {500.0, 50}};
+        if (per) r.rates.clear();
+        for (size_t i = 0; per && i < row.sections; ++i)
+            r.rates.push_back({i % 2 ? 500.0 : 1000.0, int64_t(per * (i + 1))});
+        r.triggerTime = row.trigger;
+        r.upperCase = row.sections == 80;
+        for (bool single : {false, true}) {
+            Opened o = openRecord(single ? cttest::writeCff(r, dir.path(), "one")
+                                         : cttest::writeRecordSet(r, dir.path(), "rec"));
+            ASSERT_EQ(CT_OK, o.dataStatus) << row.sections << o.view->errorText();
+            ASSERT_EQ(row.sections, o.cfg.rates.size());
+            EXPECT_EQ(1000.0, o.cfg.samplingRate);
+            EXPECT_EQ(row.index, o.cfg.triggerIndex) << row.sections;
+            for (const auto& t : row.times)
+                EXPECT_DOUBLE_EQ(t.second, o.samples.times()[t.first]) << row.sections;
+        }
+    }
 }
 
 TEST(ComtradeRates, TimeStampsWhenNoRateIsGiven) {
@@ -223,18 +267,80 @@ TEST(ComtradeRates, TimeStampsWhenNoRateIsGiven) {
     }
 }
 
-TEST(ComtradeNames, PaddingCaseAndForeignEncodings) {
+// Names and header text written in legacy code pages come out in UTF-8 and
+// find their channel: valid UTF-8 is kept, else the nearest ".codepage"
+// of the wave folder, else the detector's guess, else Windows-1252.
+TEST(ComtradeNames, LegacyCodePagesBecomeUtf8) {
+    const std::string cn = "华北电网第三变电站", cnCh = "A相电压", cnEv = "A相接地故障",
+                      cnShort = "变电站", ru = "Подстанция Северная", ruCh = "Напряжение фазы А",
+                      ruEv = "Короткое замыкание", de = "Umspannwerk Süd", deCh = "Überlast €",
+                      deEv = "Überspannung", fffd = "\uFFFD";
+    using O = CodePageOrigin;
+    struct Row {
+        const char* page;                     // written in ("" writes the bytes given)
+        const char* rootPage;                 // .codepage of the wave folder
+        const char* subPage;                  // .codepage of the record's folder
+        std::string station, channel, event;  // as written
+        std::string wantStation, wantChannel, wantEvent;
+        const char* wantPage;
+        O origin;
+    } rows[] = {
+        {"GBK", "", "", cn, cnCh, cnEv, cn, cnCh, cnEv, "GB18030", O::Detected},
+        {"WINDOWS-1251", "", "", ru, ruCh, ruEv, ru, ruCh, ruEv, "WINDOWS-1251", O::Detected},
+        {"WINDOWS-1252", "", "", de, deCh, deEv, de, deCh, deEv, "WINDOWS-1252", O::Detected},
+        {"", "GBK", "", cn, cnCh, cnEv, cn, cnCh, cnEv, "UTF-8", O::Utf8},
+        {"GBK", "GBK", "", "ST", cnShort, "x", "ST", cnShort, "x", "GBK", O::Folder},
+        {"GBK", "WINDOWS-1251", " GBK\r", "ST", cnShort, "x", "ST", cnShort, "x", "GBK", O::Folder},
+        {"WINDOWS-1251", "NO-SUCH-PAGE", "", ru, ruCh, ruEv, ru, ruCh, ruEv, "WINDOWS-1251",
+         O::Detected},
+        {"WINDOWS-1251", "", "UTF-16", ru, ruCh, ruEv, ru, ruCh, ruEv, "WINDOWS-1251", O::Detected},
+        // One name in ISO-8859-1, one already UTF-8: each as it needs.
+        {"", "", "", "Esta\xe7\xe3o", "Vá", "Sobretens\xe3o", "Estação", "Vá", "Sobretensão",
+         "WINDOWS-1252", O::Detected},
+        // A byte the page lacks.
+        {"", "WINDOWS-1252", "", "A\x81", "B\x8d", "C\x90", "A" + fffd, "B" + fffd, "C" + fffd,
+         "WINDOWS-1252", O::Folder},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.page) + " / " + row.rootPage + " / " + row.subPage);
+        cttest::ScratchDir dir;
+        ASSERT_EQ(0, mkdir(dir.file("sub").c_str(), 0700));
+        if (*row.rootPage)
+            cttest::writeFile(dir.file(".codepage"), row.rootPage + std::string("\n"));
+        if (*row.subPage) cttest::writeFile(dir.file("sub/.codepage"), row.subPage);
+        GenRecord r = cttest::standardRecord(2013, "BINARY", 5);
+        r.codePage = row.page;
+        r.station = row.station;
+        r.analog[0].name = row.channel;
+        r.withHeader = true;
+        r.header = "EventDescription=" + row.event + "\nTriggerChannel=" + row.channel + "\n";
+        CComtradeView view;
+        ASSERT_EQ(CT_OK,
+                  view.initialize(cttest::writeRecordSet(r, dir.file("sub"), "r"), dir.path()));
+        CWaveConfigData cfg;
+        ASSERT_EQ(CT_OK, view.getConfigurationData(cfg));
+        EXPECT_EQ(row.wantStation, cfg.stationId);
+        EXPECT_EQ(row.wantChannel, cfg.analog[0].name);
+        CWaveHeaderData h;
+        ASSERT_EQ(CT_OK, h.fillData(view.headerHandle()));
+        EXPECT_EQ(row.wantEvent, h.eventDescription);
+        EXPECT_EQ(row.wantChannel, h.triggerChannel);
+        EXPECT_EQ(row.wantPage, view.codePage());
+        EXPECT_EQ(int(row.origin), int(view.codePageOrigin()));
+        CWaveSampleData s;
+        ASSERT_EQ(CT_OK, s.fillData(view.dataHandle(), true));
+        const std::vector<float>* v = s.analog(row.wantChannel);
+        ASSERT_NE(nullptr, v) << "found by its UTF-8 name";
+        EXPECT_EQ(float(0.5 * r.analog[0].raw[3] - 2), (*v)[3]);
+    }
+}
+
+TEST(ComtradeNames, PaddingAndCase) {
     cttest::ScratchDir dir;
     GenRecord r = cttest::standardRecord(1999, "binary");
     r.pad = true;
-    r.station = "Esta\xe7\xe3o";          // ISO-8859-1
-    r.device = "Registro \xc3\xb3ptico";  // already UTF-8
-    r.analog[0].units = "\xb0";
     Opened o = openRecord(cttest::writeRecordSet(r, dir.path(), "rec"));
     ASSERT_EQ(CT_OK, o.dataStatus) << o.view->errorText();
-    EXPECT_EQ("Esta\xc3\xa7\xc3\xa3o", o.cfg.stationId);
-    EXPECT_EQ("Registro \xc3\xb3ptico", o.cfg.deviceId);
-    EXPECT_EQ("\xc2\xb0", o.cfg.analog[0].units);
     EXPECT_EQ("VA", o.cfg.analog[0].name);
     EXPECT_NE(nullptr, o.samples.analog("VA"));
     EXPECT_EQ(nullptr, o.samples.analog("va"));
@@ -299,13 +405,19 @@ TEST(ComtradeScaling, MissingValuesAreNaN) {
 TEST(ComtradeRecordSet, UpperCaseExtensionsAndOptionalFiles) {
     cttest::ScratchDir dir;
     GenRecord r = cttest::standardRecord(2013, "BINARY");
-    cttest::writeFile(dir.file("UP.CFG"), cttest::cfgText(r));
-    cttest::writeFile(dir.file("UP.DAT"), cttest::datBytes(r));
+    r.upperCase = r.withHeader = true;
+    r.header = "TriggerChannel=IB\n";
     cttest::writeFile(dir.file("UP.INF"), "[Public Record]\n");
+    for (const std::string& path :
+         {cttest::writeRecordSet(r, dir.path(), "UP"), cttest::writeCff(r, dir.path(), "ONE")}) {
+        Opened o = openRecord(path);
+        ASSERT_EQ(CT_OK, o.dataStatus) << path;
+        CWaveHeaderData h;
+        ASSERT_EQ(CT_OK, h.fillData(o.view->headerHandle()));
+        EXPECT_EQ("IB", h.triggerChannel) << path;
+    }
     Opened o = openRecord(dir.file("UP.CFG"));
-    ASSERT_EQ(CT_OK, o.dataStatus);
     EXPECT_EQ("[Public Record]\n", o.view->infText());
-    EXPECT_TRUE(o.view->isHeaderLoaded());
 
     cttest::writeFile(dir.file("nodata.cfg"), cttest::cfgText(r));
     Opened n = openRecord(dir.file("nodata.cfg"));
@@ -313,5 +425,56 @@ TEST(ComtradeRecordSet, UpperCaseExtensionsAndOptionalFiles) {
     EXPECT_FALSE(n.view->isDataLoaded());
     EXPECT_EQ(nullptr, n.view->dataHandle());
 }
+
+#ifdef WAVETOOL_BIN
+// What an operator sees: UTF-8 names, the layout a year was read with and
+// the code page with where it came from; upper-case records are listed,
+// the code-page file is not.
+TEST(Wavetool, ReportsTheYearAndCodePageItAssumed) {
+    const std::string ru = "Подстанция Северная", ruCh = "Ток фазы Б", cnCh = "变电站";
+    cttest::ScratchDir dir;
+    ASSERT_EQ(0, mkdir(dir.file("cn").c_str(), 0700));
+    cttest::writeFile(dir.file("cn/.codepage"), "GBK\n");
+    GenRecord r = cttest::standardRecord(1999, "ASCII", 5);
+    r.upperCase = true;
+    r.yearText = "1997";
+    r.codePage = "WINDOWS-1251";
+    r.station = ru;
+    r.analog[0].name = ruCh;
+    cttest::writeRecordSet(r, dir.path(), "EV");
+    r.yearText = "2000";
+    r.codePage = "GBK";
+    r.station = "ST";
+    r.analog[0].name = cnCh;
+    cttest::writeCff(r, dir.file("cn"), "ONE");
+    struct Row {
+        std::string verb, args;
+        std::vector<std::string> want;
+    } rows[] = {
+        {"list", "", {"EV.CFG\ncn/ONE.CFF\n"}},
+        {"config",
+         "EV.CFG",
+         {"station: " + ru + "\n", "revision: 1999 (written 1997)\n",
+          "code page: WINDOWS-1251 (detected)\n", "analog 1: " + ruCh + " [A]"}},
+        {"config",
+         "cn/ONE.CFF",
+         {"revision: 1999 (written 2000)\n", "code page: GBK (.codepage)\n",
+          "analog 1: " + cnCh + " [A]"}},
+        {"samples", "EV.CFG '" + ruCh + "' 3 1", {"3 3000.000 -446.5\n"}},
+    };
+    for (const auto& row : rows) {
+        std::string cmd =
+            std::string(WAVETOOL_BIN) + " " + row.verb + " '" + dir.path() + "' " + row.args;
+        FILE* p = popen(cmd.c_str(), "r");
+        ASSERT_NE(nullptr, p);
+        std::string out;
+        char buf[4096];
+        for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+        EXPECT_EQ(0, pclose(p)) << cmd;
+        for (const auto& want : row.want)
+            EXPECT_NE(std::string::npos, out.find(want)) << cmd << "\n" << out;
+    }
+}
+#endif
 
 }  // namespace

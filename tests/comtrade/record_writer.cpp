@@ -2,8 +2,10 @@
 // per format, little-endian, written field by field.
 #include "record_writer.h"
 
+#include <iconv.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -32,12 +34,39 @@ std::string joinLine(const GenRecord& r, const std::vector<std::string>& fields)
     return line;
 }
 
+// UTF-8 text in the record's code page, by iconv (the reader's conversion
+// is what is tested, so none of its code is used here).
+std::string encoded(const GenRecord& r, const std::string& utf8) {
+    if (r.codePage.empty()) return utf8;
+    iconv_t cd = iconv_open(r.codePage.c_str(), "UTF-8");
+    if (cd == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("no code page " + r.codePage);
+    std::string out(utf8.size() * 4 + 8, '\0');
+    char* in = const_cast<char*>(utf8.data());
+    char* o = &out[0];
+    size_t left = utf8.size(), room = out.size();
+    size_t rc = iconv(cd, &in, &left, &o, &room);
+    iconv_close(cd);
+    if (rc == size_t(-1)) throw std::runtime_error("not in " + r.codePage + ": " + utf8);
+    out.resize(out.size() - room);
+    return out;
+}
+
+std::string ext(const GenRecord& r, const char* lower) {
+    std::string e = lower;
+    if (r.upperCase)
+        for (char& c : e) c = char(std::toupper(static_cast<unsigned char>(c)));
+    return e;
+}
+
 std::vector<std::string> cfgLines(const GenRecord& r) {
     std::vector<std::string> L;
-    if (r.revision == 1991)
-        L.push_back(joinLine(r, {r.station, r.device}));
+    std::string station = encoded(r, r.station), device = encoded(r, r.device);
+    if (!r.yearText.empty())
+        L.push_back(joinLine(r, {station, device, r.yearText}));
+    else if (r.revision == 1991)
+        L.push_back(joinLine(r, {station, device}));
     else
-        L.push_back(joinLine(r, {r.station, r.device, std::to_string(r.revision)}));
+        L.push_back(joinLine(r, {station, device, std::to_string(r.revision)}));
     size_t na = r.analog.size(), nd = r.digital.size();
     L.push_back(r.countsLine.empty()
                     ? joinLine(r, {std::to_string(na + nd), std::to_string(na) + "A",
@@ -46,10 +75,10 @@ std::vector<std::string> cfgLines(const GenRecord& r) {
     for (size_t i = 0; i < na; ++i) {
         const GenAnalog& a = r.analog[i];
         std::vector<std::string> f = {std::to_string(i + 1),
-                                      a.name,
+                                      encoded(r, a.name),
                                       "",
                                       "",
-                                      a.units,
+                                      encoded(r, a.units),
                                       num(a.a),
                                       num(a.b),
                                       "0",
@@ -64,9 +93,10 @@ std::vector<std::string> cfgLines(const GenRecord& r) {
     }
     for (size_t i = 0; i < nd; ++i) {
         if (r.revision == 1991)
-            L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "0"}));
+            L.push_back(joinLine(r, {std::to_string(i + 1), encoded(r, r.digital[i].name), "0"}));
         else
-            L.push_back(joinLine(r, {std::to_string(i + 1), r.digital[i].name, "", "", "0"}));
+            L.push_back(
+                joinLine(r, {std::to_string(i + 1), encoded(r, r.digital[i].name), "", "", "0"}));
     }
     L.push_back("50");
     L.push_back(std::to_string(r.rates.size()));
@@ -156,22 +186,22 @@ std::string readFile(const std::string& path) {
 
 std::string writeRecordSet(const GenRecord& r, const std::string& dir, const std::string& stem) {
     std::string base = dir + "/" + stem;
-    writeFile(base + ".cfg", cfgText(r));
-    writeFile(base + ".dat", datBytes(r));
-    if (r.withHeader) writeFile(base + ".hdr", r.header);
-    return base + ".cfg";
+    writeFile(base + ext(r, ".cfg"), cfgText(r));
+    writeFile(base + ext(r, ".dat"), datBytes(r));
+    if (r.withHeader) writeFile(base + ext(r, ".hdr"), encoded(r, r.header));
+    return base + ext(r, ".cfg");
 }
 
 std::string writeCff(const GenRecord& r, const std::string& dir, const std::string& stem) {
     std::string dat = datBytes(r), e = r.eol;
     std::string out = "--- file type: CFG ---" + e + cfgText(r);
     out += "--- file type: INF ---" + e + "--- file type: HDR ---" + e;
-    if (r.withHeader) out += r.header + e;
+    if (r.withHeader) out += encoded(r, r.header) + e;
     bool ascii = r.format == "ASCII" || r.format == "ascii";
     out += "--- file type: DAT " + r.format + (ascii ? "" : ": " + std::to_string(dat.size())) +
            " ---" + e;
     out += dat;
-    std::string path = dir + "/" + stem + ".cff";
+    std::string path = dir + "/" + stem + ext(r, ".cff");
     writeFile(path, out);
     return path;
 }

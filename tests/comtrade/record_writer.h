@@ -39,6 +39,11 @@ struct GenRecord {
     bool pad = false;    // blanks around every configuration field
     std::string header;  // .hdr text / HDR section
     bool withHeader = false;
+    // Station, device, channel names, units and header are given in UTF-8
+    // and written in this code page (an iconv name); "" writes them as given.
+    std::string codePage;
+    std::string yearText;    // written on line 1 instead of the revision year
+    bool upperCase = false;  // STEM.CFG, STEM.DAT, STEM.HDR, STEM.CFF
     // Overrides for broken files: replace the counts line, drop a line.
     std::string countsLine;  // "" = computed
     int dropCfgLine = -1;    // 0-based configuration line to leave out
@@ -50,10 +55,10 @@ struct GenRecord {
 std::string cfgText(const GenRecord& r);
 std::string datBytes(const GenRecord& r);
 
-// Writes dir/stem.cfg, dir/stem.dat (and dir/stem.hdr when withHeader);
-// returns the .cfg path.
+// Writes dir/stem.cfg, dir/stem.dat (and dir/stem.hdr when withHeader),
+// with upper-case extensions when asked; returns the .cfg path.
 std::string writeRecordSet(const GenRecord& r, const std::string& dir, const std::string& stem);
-// Writes dir/stem.cff; returns its path.
+// Writes dir/stem.cff (or .CFF); returns its path.
 std::string writeCff(const GenRecord& r, const std::string& dir, const std::string& stem);
 void writeFile(const std::string& path, const std::string& bytes);
 std::string readFile(const std::string& path);

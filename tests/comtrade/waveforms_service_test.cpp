@@ -122,6 +122,11 @@ TEST_F(WaveformService, ErrorTexts) {
     mkdir((waves() + "/badhdr.hdr").c_str(), 0700);
     cttest::writeFile(waves() + "/nocfg.cff", "--- file type: HDR ---\nEvent=x\n");
     cttest::writeRecordSet(cttest::standardRecord(2013, "BINARY"), gw.dir(), "outside");
+    // Companions that lead out of the folder: the header to a system file,
+    // the data to a record outside.
+    cttest::writeFile(waves() + "/ev.cfg", cttest::cfgText(cttest::standardRecord(2013, "BINARY")));
+    symlink("/etc/passwd", (waves() + "/ev.hdr").c_str());
+    symlink(gw.file("outside.dat").c_str(), (waves() + "/ev.dat").c_str());
 
     const std::string url = "? 33 Argument Invalid/Not Supported : Cannot parse URL";
     const std::string noData = "? 22 No Data Available : Failed to parse COMTRADE data";
@@ -151,6 +156,8 @@ TEST_F(WaveformService, ErrorTexts) {
         {true, "nodata.cfg", "VA", noData},
         {true, "short.cfg", "VA", noData},
         {true, "badhdr.cfg", "VA", "OK"},  // the data needs no header
+        {false, "ev.cfg", "", noData},
+        {true, "ev.cfg", "VA", noData},
     };
     for (const auto& row : rows) {
         std::string xml = row.isData ? data(row.url, row.channel) : config(row.url);
@@ -200,6 +207,36 @@ TEST_F(WaveformService, ForeignNamesReachTheClientIntact) {
     ASSERT_EQ(3u, names.size());
     EXPECT_EQ("OK", wstest::elementText(data("latin.cfg", "V\xc3\xa1"), "result"));
     EXPECT_EQ(5, wstest::countElements(data("latin.cfg", "V&#225;"), "data"));
+}
+
+// Names written in legacy code pages are listed in UTF-8 and asked for by
+// that name (in the engine's UTF-8 mode, which carries them unchanged).
+TEST_F(WaveformService, LegacyNamesAreAskedForInUtf8) {
+    struct Row {
+        const char* page;
+        std::string station, channel;
+    } rows[] = {
+        {"GBK", "华北电网第三变电站", "A相电压"},
+        {"WINDOWS-1251", "Подстанция", "Ток фазы Б"},
+        {"WINDOWS-1252", "Umspannwerk Süd", "Überlast €"},
+    };
+    for (const auto& row : rows) {
+        cttest::GenRecord r = cttest::standardRecord(2013, "BINARY", 5);
+        r.codePage = row.page;
+        r.station = row.station;
+        r.analog[1].name = row.channel;
+        cttest::writeRecordSet(r, waves(), row.page);
+        std::string url = std::string(row.page) + ".cfg";
+        std::string xml = wstest::serve(configRequest(url), &gw.global(), SOAP_C_UTFSTRING).body;
+        EXPECT_EQ(row.station, wstest::elementText(xml, "stationID")) << row.page;
+        EXPECT_EQ(row.channel, allTexts(xml, "analogChannelNames").at(1)) << row.page;
+        xml = wstest::serve(dataRequest(url, row.channel), &gw.global(), SOAP_C_UTFSTRING).body;
+        ASSERT_EQ("OK", wstest::elementText(xml, "result")) << row.page;
+        std::vector<std::string> values = allTexts(xml, "data");
+        ASSERT_EQ(5u, values.size());
+        EXPECT_FLOAT_EQ(float(0.01 * r.analog[1].raw[4] + 0.5),
+                        std::strtof(values[4].c_str(), nullptr));
+    }
 }
 
 TEST(WaveformWireText, NarrowsForTheEngine) {

@@ -28,7 +28,10 @@ const char* const kUsage =
     "  samples  index, microseconds after the first sample and value of a\n"
     "           channel (analog: scaled value; status: 0/1)\n"
     "URL: a path relative to FOLDER (\"2026-11/feeder3.cfg\"), optionally after\n"
-    "\"file:\"; %XX escapes are decoded; nothing outside FOLDER is read.\n";
+    "\"file:\"; %XX escapes are decoded; nothing outside FOLDER is read.\n"
+    "Output is UTF-8: names that are not are converted from the code page named\n"
+    "in a .codepage file of the record's folder (or one above it), else from\n"
+    "the detected one; config reports which.\n";
 
 bool hasRecordExt(const std::string& name) {
     if (name.size() < 4) return false;
@@ -71,6 +74,19 @@ const char* formatName(toolkit::WaveDataFormat f) {
     }
 }
 
+const char* originName(toolkit::CodePageOrigin o) {
+    switch (o) {
+        case toolkit::CodePageOrigin::Utf8:
+            return "all text UTF-8";
+        case toolkit::CodePageOrigin::Folder:
+            return ".codepage";
+        case toolkit::CodePageOrigin::Detected:
+            return "detected";
+        default:
+            return "default";
+    }
+}
+
 // Opens the record the way the services do; prints the reason on failure.
 bool openRecord(const char* folder, const char* url, toolkit::CComtradeView& view,
                 toolkit::CWaveConfigData& cfg) {
@@ -79,7 +95,7 @@ bool openRecord(const char* folder, const char* url, toolkit::CComtradeView& vie
         std::fprintf(stderr, "wavetool: %s: not a record below %s \n", url, folder);
         return false;
     }
-    if (view.initialize(path) != toolkit::CT_OK ||
+    if (view.initialize(path, folder) != toolkit::CT_OK ||
         view.getConfigurationData(cfg) != toolkit::CT_OK) {
         std::fprintf(stderr, "wavetool: %s: %s \n", url, view.errorText().c_str());
         return false;
@@ -100,8 +116,13 @@ int cmdConfig(const char* folder, const char* url) {
     toolkit::CComtradeView view;
     toolkit::CWaveConfigData c;
     if (!openRecord(folder, url, view, c)) return 1;
-    std::printf("station: %s\ndevice: %s\nrevision: %d\nformat: %s\n", c.stationId.c_str(),
-                c.deviceId.c_str(), c.revision, formatName(c.format));
+    std::printf("station: %s\ndevice: %s\n", c.stationId.c_str(), c.deviceId.c_str());
+    if (c.writtenRevision != 0 && c.writtenRevision != c.revision)
+        std::printf("revision: %d (written %d)\n", c.revision, c.writtenRevision);
+    else
+        std::printf("revision: %d\n", c.revision);
+    std::printf("code page: %s (%s)\nformat: %s\n", view.codePage().c_str(),
+                originName(view.codePageOrigin()), formatName(c.format));
     std::printf("line frequency: %g\nsampling rate: %.10g\nsamples: %lld\n", c.lineFrequency,
                 c.samplingRate, (long long)c.numberSamples);
     for (const auto& r : c.rates)

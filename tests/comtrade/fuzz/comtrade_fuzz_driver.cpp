@@ -34,6 +34,12 @@ std::vector<std::string> generatedSeeds() {
         r.eol = "\r\n";
         seeds.push_back(cttest::cfgText(r) + "\n#DAT\n" + cttest::datBytes(r));
     }
+    cttest::GenRecord cn = cttest::standardRecord(1999, "ASCII", 4);
+    cn.codePage = "GB18030";
+    cn.yearText = "1997";
+    cn.station = cn.analog[0].name = "\xe5\x8f\x98\xe7\x94\xb5\xe7\xab\x99";
+    seeds.push_back(cttest::cfgText(cn) + "\n#DAT\n" + cttest::datBytes(cn));
+    seeds.push_back("<r><general name=\"TrigChannel\" value='IA'/><x>y</x></r>");
     seeds.push_back("EventDescription=x\nTriggerChannel=VA\nTriggerIndex=3\n");
     seeds.push_back("<r><Event>x &amp; y</Event><TriggerIndex>2</TriggerIndex></r>");
     return seeds;

@@ -12,6 +12,7 @@
 
 #include "comtrade.h"
 #include "comtrade_internal.h"
+#include "comtrade_text.h"
 
 namespace {
 
@@ -68,7 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     toolkit::CWaveConfigData cfg;
     std::string error;
-    if (toolkit::ct::parseConfig(text, cfgSize, cfg, error) == toolkit::CT_OK) {
+    static const toolkit::ct::CodePage page("GB18030");
+    if (toolkit::ct::parseConfig(text, cfgSize, page, cfg, error) == toolkit::CT_OK) {
         decode(cfg, dat, datSize);
         toolkit::ct::indexAtOffset(cfg, double(size) * 1000.0);
     }
