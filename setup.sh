@@ -3,6 +3,7 @@
 #   ./setup.sh demo      install, build, start a demo device behind nginx, answer a sample call
 #   ./setup.sh test      install, build and run every test
 #   ./setup.sh sanitize  build with AddressSanitizer/UBSan and run the tests
+#   ./setup.sh coverage  build with gcov, run the tests, print line coverage (gcovr)
 #   ./setup.sh stop      stop what "demo" started
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -11,7 +12,7 @@ TOP=$PWD
 DEPS=(build-essential cmake pkg-config gsoap libgsoap-dev libfcgi-dev libboost-regex-dev
       libsqlite3-dev libexpat1-dev sqlite3 nginx python3-zeep python3-pytest googletest libgtest-dev
       libgmock-dev libbenchmark-dev clang libclang-rt-14-dev curl openssl
-      libuchardet-dev libpugixml-dev)
+      libuchardet-dev libpugixml-dev gcovr)
 
 install_deps() {
     local missing=()
@@ -51,11 +52,21 @@ case "${1:-}" in
         WSB_SANITIZED=1 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
             ctest --test-dir build-asan --output-on-failure -j"$(nproc)" -LE slow
         ;;
+    coverage)
+        install_deps
+        build build-cov -DWSB_COVERAGE=ON -DWSB_BUILD_BENCH=OFF
+        find build-cov -name '*.gcda' -delete
+        ctest --test-dir build-cov -j"$(nproc)" -LE 'slow|fuzz' >/dev/null || true
+        # The gateway's own code: the host, the services, the crash reporter
+        # and the platform substitute (generated code and tests excluded).
+        gcovr -r . build-cov --filter 'common/source/' --filter 'source/' \
+              --filter 'platform/' --print-summary -s -o /dev/null
+        ;;
     stop)
         exec deploy/demo/run-demo.sh --stop
         ;;
     *)
-        sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'
+        sed -n '2,7p' "$0" | sed 's/^# \{0,1\}//'
         exit 2
         ;;
 esac
