@@ -12,6 +12,7 @@
 #include "ws_c3cmds_xml.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "xml_text.h"
 
 using namespace toolkit::ws;
 using toolkit::CElement;
@@ -109,13 +110,8 @@ int takeHandle(toolkit::CCds& cds, const service_options_t& options, int& handle
 }
 
 // Writes the command XML as dev/inpQueue/<handle>/Value.
-int queueCommand(toolkit::CCds& cds, const std::string& queue, int handle,
-                 const nsc3__sendCmd_s& cmd, const service_options_t& options, tk_string& reply) {
-    std::string xml;
-    if (dsv_cmdToXml(cmd, soap_write_nsc3__sendCmd_s, xml) != SOAP_OK) {
-        BnwsErrMsg(WS_WRITE_FAILED, "Could not serialize command", reply, &options);
-        return 1;
-    }
+int queueCommand(toolkit::CCds& cds, const std::string& queue, int handle, const std::string& xml,
+                 const service_options_t& options, tk_string& reply) {
     const std::string node = queue + "/" + handleText(handle);
     const tk_string source = dsv_writeSource();
     api_status_t status;
@@ -179,11 +175,22 @@ SOAP_FMAC5 int SOAP_FMAC6 nsc3__sendDeviceCmd(struct soap* soap, std::string* op
                    &opts);
         return SOAP_OK;
     }
+    std::string xml;
+    if (dsv_cmdToXml(*cmd, soap_write_nsc3__sendCmd_s, xml) != SOAP_OK) {
+        BnwsErrMsg(WS_WRITE_FAILED, "Could not serialize command", response.result, &opts);
+        return SOAP_OK;
+    }
+    // The engine writes control characters of a text as they are: a command
+    // carrying one would be stored as XML no handler can read.
+    if (!xml_text::is_xml_text(xml)) {
+        BnwsErrMsg(WS_ARGUMENT_INVALID, "Invalid character in command", response.result, &opts);
+        return SOAP_OK;
+    }
     const std::string queue = dev + "/inpQueue";
     if (checkQueueRoom(cds, queue, opts, response.result)) return SOAP_OK;
     int handle = 0;
     if (takeHandle(cds, opts, handle, response.result)) return SOAP_OK;
-    if (queueCommand(cds, queue, handle, *cmd, opts, response.result)) return SOAP_OK;
+    if (queueCommand(cds, queue, handle, xml, opts, response.result)) return SOAP_OK;
     response.cmdHandle = handle;
     return SOAP_OK;
 }

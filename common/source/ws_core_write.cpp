@@ -1,6 +1,8 @@
 // Value writing: setValue (normal mode) and the single-leaf rules shared with
 // SetLeaf and the batch writers: writability, type inference for new leaves,
 // state-text matching, strict conversion and the value-type rewrite.
+#include "ws_core_write.h"
+
 #include <strings.h>
 
 #include <cerrno>
@@ -13,8 +15,8 @@
 #include "qel_time.h"
 #include "soapH.h"
 #include "ws_assert.h"
-#include "ws_core_write.h"
 #include "ws_global.h"
+#include "xml_text.h"
 
 using toolkit::CCds;
 using toolkit::CElement;
@@ -22,41 +24,55 @@ using namespace toolkit::ws;
 
 // "Overriden" is spelled as the store spells that attribute.
 const DataTypeMapEntry DataTypeMap[] = {
-    {1, "Writable"},           {7, "Minimum"},          {7, "Maximum"},
-    {7, "Resolution"},         {3, "MaximumLength"},    {1, "IsMultiLine"},
-    {1, "Overriden"},          {1, "HasHistory"},       {1, "HasDynamicChildren"},
-    {7, ".AlarmOnValue"},      {1, ".AlarmEnabled"},    {1, ".AutoClosing"},
-    {1, ".Critical"},          {7, ".NotifyDeadband"},  {7, ".NotifyMinChange"},
-    {7, ".NotifyMaxChange"},   {7, ".HiCriticalLimit"}, {7, ".HiCautionaryLimit"},
-    {7, ".LowCautionaryLimit"}, {7, ".LowCriticalLimit"}, {7, ".Hysteresis"},
-    {3, ".BasePriority"},      {3, ".Quality"},         {3, ".PollRate"},
-    {3, ".NotifyMaxInterval"}, {0, ""},
+    {1, "Writable"},
+    {7, "Minimum"},
+    {7, "Maximum"},
+    {7, "Resolution"},
+    {3, "MaximumLength"},
+    {1, "IsMultiLine"},
+    {1, "Overriden"},
+    {1, "HasHistory"},
+    {1, "HasDynamicChildren"},
+    {7, ".AlarmOnValue"},
+    {1, ".AlarmEnabled"},
+    {1, ".AutoClosing"},
+    {1, ".Critical"},
+    {7, ".NotifyDeadband"},
+    {7, ".NotifyMinChange"},
+    {7, ".NotifyMaxChange"},
+    {7, ".HiCriticalLimit"},
+    {7, ".HiCautionaryLimit"},
+    {7, ".LowCautionaryLimit"},
+    {7, ".LowCriticalLimit"},
+    {7, ".Hysteresis"},
+    {3, ".BasePriority"},
+    {3, ".Quality"},
+    {3, ".PollRate"},
+    {3, ".NotifyMaxInterval"},
+    {0, ""},
 };
 
 namespace {
 
-const char* const kAutomaticAttributes[] = {"Attributes", "Children", "ValueAge",
-                                            "SinglyWritableLocales", "InAlarm", nullptr};
+const char* const kAutomaticAttributes[] = {
+    "Attributes", "Children", "ValueAge", "SinglyWritableLocales", "InAlarm", nullptr};
 const char* const kTrueOnlyAttributes[] = {"IsMultiLine", "Writable", "HasHistory", nullptr};
 const char* const kLimitAttributes[] = {".HiCriticalLimit", ".LowCriticalLimit",
                                         ".HiCautionaryLimit", ".LowCautionaryLimit", nullptr};
 
-bool inList(const char* const* list, const tk_string& name)
-{
+bool inList(const char* const* list, const tk_string& name) {
     for (; *list; ++list)
         if (name == *list) return true;
     return false;
 }
 
-bool readOk(int result, const api_status_t& status, const CElement& element)
-{
+bool readOk(int result, const api_status_t& status, const CElement& element) {
     return result == 0 && status.ok() && element.type() != DATA_TYPE_NONE;
 }
 
 // Parses like a 32-bit strtol: out-of-range text saturates to the 32-bit
 // limits. The whole text must be consumed.
-bool parseLong32(const tk_string& text, long long& value)
-{
+bool parseLong32(const tk_string& text, long long& value) {
     const char* begin = text.c_str();
     char* end = nullptr;
     errno = 0;
@@ -71,8 +87,7 @@ bool parseLong32(const tk_string& text, long long& value)
 // Like strtod: leading blanks are skipped, the rest must be consumed. Only
 // positive infinity (an upward overflow or the text "inf") is refused; a
 // downward overflow is kept as negative infinity.
-bool parseDoubleStrict(const tk_string& text, double& value)
-{
+bool parseDoubleStrict(const tk_string& text, double& value) {
     const char* begin = text.c_str();
     char* end = nullptr;
     double parsed = std::strtod(begin, &end);
@@ -81,8 +96,7 @@ bool parseDoubleStrict(const tk_string& text, double& value)
     return true;
 }
 
-int conversionFamily(data_type_t type)
-{
+int conversionFamily(data_type_t type) {
     if (type == DATA_TYPE_BOOL) return 1;
     if (type == DATA_TYPE_REAL || type == DATA_TYPE_FLOAT) return 3;
     return 2;
@@ -90,8 +104,7 @@ int conversionFamily(data_type_t type)
 
 // Type of a leaf that holds no value yet (test mode): taken from the
 // attribute name; limit-like attributes follow the node's Value.
-data_type_t inferNewLeafType(CCds& cds, const CPath& path, const tk_string& attribute)
-{
+data_type_t inferNewLeafType(CCds& cds, const CPath& path, const tk_string& attribute) {
     data_type_t type = GetDataTypeFromName(attribute);
     if (type == DATA_TYPE_FLOAT) {
         CPath valuePath = path.getNewPath("Value");
@@ -110,8 +123,7 @@ data_type_t inferNewLeafType(CCds& cds, const CPath& path, const tk_string& attr
 // false with the error text in Reply.
 bool convertWriteValue(const WriteContext& ctx, const CPath& cpath, const tk_string& attribute,
                        data_type_t type, const tk_string& value, CElement& element,
-                       bool& matchedState, tk_string& Reply)
-{
+                       bool& matchedState, tk_string& Reply) {
     matchedState = false;
     if (type >= DATA_TYPE_BOOL && type <= DATA_TYPE_UINT &&
         (attribute == "Value" || attribute == ".AlarmOnValue")) {
@@ -142,8 +154,7 @@ bool convertWriteValue(const WriteContext& ctx, const CPath& cpath, const tk_str
 
 }  // namespace
 
-data_type_t GetDataTypeFromName(const tk_string& name)
-{
+data_type_t GetDataTypeFromName(const tk_string& name) {
     for (const DataTypeMapEntry* row = DataTypeMap; row->type != 0; ++row)
         if (std::strncmp(row->name, name.c_str(), sizeof row->name) == 0 &&
             name.size() < sizeof row->name)
@@ -151,8 +162,7 @@ data_type_t GetDataTypeFromName(const tk_string& name)
     return DATA_TYPE_NONE;
 }
 
-data_type_t dsv_BACnetValueTypeToCdsType(const tk_string& name, bool& multistate)
-{
+data_type_t dsv_BACnetValueTypeToCdsType(const tk_string& name, bool& multistate) {
     multistate = false;
     if (strcasecmp(name.c_str(), "Real") == 0) return DATA_TYPE_REAL;
     if (strcasecmp(name.c_str(), "Multistate") == 0) {
@@ -167,8 +177,7 @@ data_type_t dsv_BACnetValueTypeToCdsType(const tk_string& name, bool& multistate
 }
 
 int dsv_StrictConvertType(CElement& element, data_type_t type, tk_string& Reply,
-                          const service_options_t* options)
-{
+                          const service_options_t* options) {
     const tk_string text = element.to_string();
     CElement candidate(CElement::from_string(text), element.stamp());
     int failure = 0;
@@ -205,8 +214,7 @@ int dsv_StrictConvertType(CElement& element, data_type_t type, tk_string& Reply,
 }
 
 int GetWritableLeaf(CCds& cds, CPath& path, bool testMode, const tk_string& value,
-                    CElement& element, tk_string& Reply, const service_options_t* options)
-{
+                    CElement& element, tk_string& Reply, const service_options_t* options) {
     api_status_t status;
     element_property_t property = ELEMENT_NORMAL;
     element = CElement();
@@ -253,8 +261,7 @@ int GetWritableLeaf(CCds& cds, CPath& path, bool testMode, const tk_string& valu
 }
 
 void dsv_fixValueType(CCds& cds, const tk_string& nodePath, const tk_string& typeName,
-                      dsv_tribool_t persist, const tk_string& source)
-{
+                      dsv_tribool_t persist, const tk_string& source) {
     bool multistate = false;
     const data_type_t newType = dsv_BACnetValueTypeToCdsType(typeName, multistate);
     const tk_string base = nodePath == "/" ? tk_string() : nodePath;
@@ -282,27 +289,23 @@ void dsv_fixValueType(CCds& cds, const tk_string& nodePath, const tk_string& typ
     }
 }
 
-timeval writeStamp(const ws_clock_t& clock)
-{
+timeval writeStamp(const ws_clock_t& clock) {
     timeval tv{};
     qel_QELtoUNIXtime(clock.utcNow(), &tv);
     return tv;
 }
 
-dsv_tribool_t dsv_persistFlag(const service_options_t* options)
-{
+dsv_tribool_t dsv_persistFlag(const service_options_t* options) {
     return options && options->persist ? DSV_TRI_TRUE : DSV_TRI_FALSE;
 }
 
-tk_string dsv_writeSource()
-{
+tk_string dsv_writeSource() {
     return toolkit::CEvent::format_source_string("Web-Services", std::getenv("REMOTE_USER"),
                                                  std::getenv("REMOTE_ADDR"));
 }
 
 LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path,
-                                  const tk_string& value, LeafWrite& write, tk_string& Reply)
-{
+                                  const tk_string& value, LeafWrite& write, tk_string& Reply) {
     const service_options_t* options = ctx.options;
     if (path.empty()) {
         BnwsErrMsg(WS_BAD_PATH_SYNTAX, "No Path provided", Reply, options);
@@ -318,6 +321,12 @@ LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path
         return LEAF_WRITE_FAILED;
     }
     if (!cpath.is_cds_write_authorized(ctx.cds, ctx.testMode)) return LEAF_WRITE_UNAUTHORIZED;
+    // Stored text is sent back in replies: what XML cannot carry (control
+    // characters, a NUL, broken UTF-8) is refused here.
+    if (!xml_text::is_xml_text(value)) {
+        BnwsErrMsg(WS_BAD_VALUE_FORMAT, "Invalid character in value", Reply, options);
+        return LEAF_WRITE_FAILED;
+    }
 
     CElement& element = write.element;
     if (GetWritableLeaf(ctx.cds, cpath, ctx.testMode, value, element, Reply, options) != 0)
@@ -346,15 +355,19 @@ LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path
 }
 
 int dsv_setValue(struct soap* soap, bool testMode, const service_options_t* options,
-                 const tk_string& path, const tk_string& value, tk_string& Reply)
-{
+                 const tk_string& path, const tk_string& value, tk_string& Reply) {
     global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
     WS_ASSERT(Reply.empty(), WS_CORE_MODULE);
 
-    WriteContext ctx{glptr->cds,        testMode, options, dsv_persistFlag(options),
-                     dsv_writeSource(), false,     writeStamp(glptr->clock)};
+    WriteContext ctx{glptr->cds,
+                     testMode,
+                     options,
+                     dsv_persistFlag(options),
+                     dsv_writeSource(),
+                     false,
+                     writeStamp(glptr->clock)};
     LeafWrite write;
     LeafWriteOutcome outcome = prepareLeafWrite(ctx, path, value, write, Reply);
     if (outcome == LEAF_WRITE_UNAUTHORIZED) return 401;
@@ -370,8 +383,7 @@ int dsv_setValue(struct soap* soap, bool testMode, const service_options_t* opti
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__setValue(struct soap* soap, _nsc1__setValue* request,
-                                           _nsc1__setValueResponse& response)
-{
+                                           _nsc1__setValueResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     // An absent path or value is answered like an empty one.

@@ -11,6 +11,7 @@
 #include "ws_assert.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "xml_text.h"
 
 using toolkit::CElement;
 using namespace toolkit::ws;
@@ -102,8 +103,10 @@ void GetSubscrptBasePath(const std::string* subscriptionId, tk_string& out) {
 }
 
 bool IsUsableSubscriptionId(const std::string& id) {
-    return !id.empty() && id != "." && id != ".." &&
-           id.find_first_of(std::string("/:\0", 3)) == std::string::npos;
+    // A NUL arrives as U+0001 and is refused with every other character XML
+    // cannot carry: "a&#0;b" is never taken for "a".
+    return !id.empty() && id != "." && id != ".." && id.find_first_of("/:") == std::string::npos &&
+           xml_text::is_xml_text(id);
 }
 
 int LoadNodeLeaves(global_data_t* g, const tk_string& nodePath, const SwInfoNodeTemplate* table) {

@@ -43,26 +43,6 @@ bool openRecord(struct soap* soap, const std::string* url, const service_options
 
 }  // namespace
 
-std::string waveWireText(const struct soap* soap, const std::string& utf8) {
-    if (soap->mode & SOAP_C_UTFSTRING) return utf8;
-    std::string out;
-    out.reserve(utf8.size());
-    for (size_t i = 0; i < utf8.size(); ++i) {
-        unsigned char c = static_cast<unsigned char>(utf8[i]);
-        if (c < 0x80) {
-            out += char(c);
-        } else if ((c == 0xC2 || c == 0xC3) && i + 1 < utf8.size()) {
-            out += char(((c & 0x03) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3F));
-        } else {
-            // Skip the continuation bytes of a character Latin-1 lacks.
-            while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80)
-                ++i;
-            out += '?';
-        }
-    }
-    return out;
-}
-
 int nsdx__getWaveformConfig(struct soap* soap, std::string* options, std::string* url,
                             nsdx__getWaveConfigResponse& response) {
     response.analogChannelNames.clear();
@@ -77,8 +57,8 @@ int nsdx__getWaveformConfig(struct soap* soap, std::string* options, std::string
         BnwsErrMsg(WS_NO_DATA_AVAILABLE, "Failed to parse COMTRADE header", response.result, &opts);
         return SOAP_OK;
     }
-    response.eventDescr = waveWireText(soap, header.eventDescription);
-    response.triggerChannel = waveWireText(soap, header.triggerChannel);
+    response.eventDescr = header.eventDescription;
+    response.triggerChannel = header.triggerChannel;
     response.triggerIndex = header.triggerIndex;
 
     toolkit::CWaveConfigData cfg;
@@ -87,16 +67,14 @@ int nsdx__getWaveformConfig(struct soap* soap, std::string* options, std::string
         return SOAP_OK;
     }
     response.result = "OK";
-    response.stationID = waveWireText(soap, cfg.stationId);
-    response.deviceID = waveWireText(soap, cfg.deviceId);
+    response.stationID = cfg.stationId;
+    response.deviceID = cfg.deviceId;
     response.samplingRate = cfg.samplingRate;
     response.numberSamples = kConfiguredSampleCount;
     response.startTime = qel_UNIXtoQELtime64(&cfg.startTime);
     response.triggerTime = qel_UNIXtoQELtime64(&cfg.triggerTime);
-    for (const auto& ch : cfg.analog)
-        response.analogChannelNames.push_back(waveWireText(soap, ch.name));
-    for (const auto& ch : cfg.digital)
-        response.digitalChannelNames.push_back(waveWireText(soap, ch.name));
+    for (const auto& ch : cfg.analog) response.analogChannelNames.push_back(ch.name);
+    for (const auto& ch : cfg.digital) response.digitalChannelNames.push_back(ch.name);
     return SOAP_OK;
 }
 
@@ -118,7 +96,7 @@ int nsdx__getWaveformData(struct soap* soap, nsdx__getWaveDataRequest* request,
     const std::string wanted = request ? request->channel : std::string();
     const std::string* name = nullptr;
     for (const auto& ch : cfg.analog) {
-        if (waveWireText(soap, ch.name) == wanted) {
+        if (ch.name == wanted) {
             name = &ch.name;
             break;
         }

@@ -74,12 +74,19 @@ int soap_serve(struct soap* soap);
 // Parses and dispatches one request on `soap`; faults are sent as replies.
 // Always 0.
 int soap_process(struct soap* soap, bool firstRequest);
-// The engine's modes for serving: UTF-8 strings, and XML only on input (no
-// HTTP head is parsed). Set once on the gateway's engine.
+// The engine's modes for serving: UTF-8 strings, XML only on input (no HTTP
+// head is parsed) and the reply guard. Set on the gateway's engine; setting
+// them again changes nothing.
 void configureEngine(struct soap* soap);
+// Registers the plugin that keeps every reply well-formed XML: characters
+// XML does not allow and ill-formed UTF-8 leave as U+FFFD.
+void installReplyGuard(struct soap* soap);
 // Answers with a SOAP 1.1 client fault carrying `text`, raised by the host
 // before the engine read anything; one line on standard error.
 void sendHostFault(struct soap* soap, const std::string& text);
+// Frees everything the engine allocated for the current request, the
+// objects created with soap_new_* included.
+void releaseRequestData(struct soap* soap);
 // Checks `body` (checkRequestXml) and serves it with soap_process, or
 // answers the check's fault. The engine's receive hook must read `body`.
 void serveCheckedRequest(struct soap* soap, std::string& body, bool firstRequest);

@@ -163,6 +163,7 @@ int soap_process(struct soap* soap, bool) {
     if (soap_begin_recv(soap) != SOAP_OK) {
         if (soap->error < SOAP_STOP) soap_send_fault(soap);
         soap_closesock(soap);
+        releaseRequestData(soap);
         return 0;
     }
     try {
@@ -180,8 +181,7 @@ int soap_process(struct soap* soap, bool) {
         std::fputs("Exception in soap_serve processing: unknown \n", stderr);
         sendExceptionFault(soap, "unknown exception");
     }
-    soap_delete(soap, NULL);
-    soap_end(soap);
+    releaseRequestData(soap);
     return 0;
 }
 

@@ -11,31 +11,9 @@
 
 #include "soapH.h"
 #include "wsbridge_host.h"
+#include "xml_text.h"
 
 namespace {
-
-// Whether `cp` may appear in an XML 1.0 document.
-bool isXmlChar(unsigned long cp) {
-    if (cp < 0x20) return cp == 0x9 || cp == 0xA || cp == 0xD;
-    if (cp >= 0xD800 && cp <= 0xDFFF) return false;
-    return cp <= 0x10FFFF && cp != 0xFFFE && cp != 0xFFFF;
-}
-
-// Length of the well-formed UTF-8 sequence at s[i], 0 when there is none.
-size_t utf8Length(const std::string& s, size_t i) {
-    const auto b = [&s](size_t k) { return static_cast<unsigned char>(s[k]); };
-    unsigned char c = b(i);
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
-    if (n == 0 || i + n > s.size()) return 0;
-    unsigned long cp = n == 1 ? c : n == 2 ? (c & 0x1F) : n == 3 ? (c & 0x0F) : (c & 0x07);
-    for (size_t k = 1; k < n; ++k) {
-        if ((b(i + k) & 0xC0) != 0x80) return 0;
-        cp = (cp << 6) | (b(i + k) & 0x3F);
-    }
-    static const unsigned long kMin[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (cp < kMin[n] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-    return n;
-}
 
 // The code point of the character reference at body[i] ("&#65;", "&#x41;")
 // and its length; false when there is none.
@@ -92,9 +70,11 @@ request_read_t readRequestBody(FCGX_Request& request, std::string& body) {
 // because of the text it carries: such text is a value for the handlers to
 // refuse in-band. So the structure is checked on a copy in which those
 // characters are replaced, while the engine reads the body as sent, with one
-// change: a NUL (raw, or as a reference) would end the engine's string
-// there, and a shortened text could pass for another client's (subscription
-// "a" for "a&#0;b"); it becomes U+0001, which every handler refuses.
+// change: each such character becomes U+0001 (a NUL as a reference becomes
+// "&#1;"), which every handler refuses. Left alone, a NUL would end the
+// engine's string there, so that a shortened text could pass for another
+// client's (subscription "a" for "a&#0;b"), and the engine would read each
+// byte of broken UTF-8 as a Latin-1 character and pass the text on as valid.
 std::string checkRequestXml(std::string& body) {
     std::string copy;
     copy.reserve(body.size());
@@ -104,7 +84,7 @@ std::string checkRequestXml(std::string& body) {
         if (where == TEXT && c == '&') {
             unsigned long cp = 0;
             size_t length = 0;
-            if (charReference(body, i, cp, length) && !isXmlChar(cp)) {
+            if (charReference(body, i, cp, length) && !xml_text::is_xml_char(cp)) {
                 if (cp == 0) {
                     body.replace(i, length, "&#1;");
                     length = 4;
@@ -118,16 +98,15 @@ std::string checkRequestXml(std::string& body) {
         if (where == TEXT && startsAt(body, i, "<!--")) where = COMMENT;
         if (where == CDATA && startsAt(body, i, "]]>")) where = TEXT;
         if (where == COMMENT && startsAt(body, i, "-->")) where = TEXT;
-        size_t n = utf8Length(body, i);
-        unsigned char b = static_cast<unsigned char>(c);
-        if (n == 0 || (n == 1 && !isXmlChar(b))) {
-            if (b == 0) body[i] = '\x01';
+        xml_text::Step step = xml_text::step(body.data() + i, body.size() - i);
+        if (step.length == 0) step.length = 1;  // cut short by the end of the body
+        if (!step.allowed) {
+            body.replace(i, step.length, step.length, '\x01');
             copy += ' ';
-            ++i;
-            continue;
+        } else {
+            copy.append(body, i, step.length);
         }
-        copy.append(body, i, n);
-        i += n;
+        i += step.length;
     }
 
     XML_Parser parser = XML_ParserCreate(nullptr);
@@ -157,6 +136,7 @@ void configureEngine(struct soap* soap) {
     // The web server has already taken the HTTP request apart: the body is
     // XML only, and text that looks like an HTTP head is not parsed as one.
     soap_set_imode(soap, SOAP_ENC_XML);
+    installReplyGuard(soap);
 }
 
 void sendHostFault(struct soap* soap, const std::string& text) {
@@ -167,6 +147,13 @@ void sendHostFault(struct soap* soap, const std::string& text) {
     soap->version = 1;
     soap_sender_fault(soap, text.c_str(), nullptr);
     soap_send_fault(soap);
+    releaseRequestData(soap);
+}
+
+void releaseRequestData(struct soap* soap) {
+    // The fault and the decoded request are C++ objects of the context:
+    // soap_end alone would forget them without running their destructors.
+    soap_destroy(soap);
     soap_end(soap);
 }
 
@@ -213,6 +200,7 @@ std::string wsbridge_serve_memory(struct soap* soap, std::string request) {
     soap->data[0] = &transport;
     soap->frecv = memoryRecv;
     soap->fsend = memorySend;
+    configureEngine(soap);
     serveCheckedRequest(soap, transport.in, false);
     soap->data[0] = slot;
     return transport.out;

@@ -1,7 +1,8 @@
 // Commands and results as the XML text the command queues hold: one
 // "nsc3:sendCmd-s" or "nsc3:getDeviceCmdResultResponse" element each, written
-// and read with a fresh SOAP context in tree mode (0x20000), so the device
-// handlers use exactly the gateway's serialisers.
+// and read with a fresh SOAP context in tree mode with UTF-8 strings, so the
+// device handlers use exactly the gateway's serialisers and text other than
+// ASCII is stored as UTF-8, not as character references of its bytes.
 #pragma once
 
 #include <sstream>
@@ -9,7 +10,7 @@
 
 #include "soapH.h"
 
-#define WS_CMD_XML_MODE 0x20000
+#define WS_CMD_XML_MODE (SOAP_XML_TREE | SOAP_C_UTFSTRING)
 #define WS_CMD_ELEMENT "nsc3:sendCmd-s"
 #define WS_RESULT_ELEMENT "nsc3:getDeviceCmdResultResponse"
 

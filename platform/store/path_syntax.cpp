@@ -1,6 +1,9 @@
 // Path grammar of the data store: components separated by '/', an optional
-// ':' suffix, no empty, "." or ".." names and no control characters.
+// ':' suffix, no empty, "." or ".." names, and names of UTF-8 text that XML
+// can carry (no control characters, no broken sequences).
 #include "path_syntax.h"
+
+#include "xml_text.h"
 
 namespace path_syntax {
 
@@ -8,9 +11,12 @@ static bool valid_name(const std::string& s, size_t b, size_t e) {
     if (e <= b) return false;
     if (e - b == 1 && s[b] == '.') return false;
     if (e - b == 2 && s[b] == '.' && s[b + 1] == '.') return false;
-    for (size_t i = b; i < e; ++i) {
-        unsigned char c = static_cast<unsigned char>(s[i]);
+    for (size_t i = b; i < e;) {
+        const unsigned char c = static_cast<unsigned char>(s[i]);
         if (c < 0x20 || c == 0x7f || c == '/' || c == ':') return false;
+        const xml_text::Step step = xml_text::step(s.data() + i, e - i);
+        if (!step.allowed) return false;
+        i += step.length;
     }
     return true;
 }
@@ -22,7 +28,7 @@ bool parse(const std::string& textIn, Parsed& out) {
     if (textIn.empty() || textIn[0] != '/' || textIn.size() > kMaxPathLength + 1) return false;
     size_t end = textIn.size();
     if (end > 1 && textIn[end - 1] == '/') {  // one trailing '/' is dropped
-        if (--end == 1) return false;           // but "//" is not "/"
+        if (--end == 1) return false;         // but "//" is not "/"
     }
     if (end > kMaxPathLength) return false;
     const std::string text = textIn.substr(0, end);

@@ -227,26 +227,16 @@ TEST_F(WaveformService, LegacyNamesAreAskedForInUtf8) {
         r.analog[1].name = row.channel;
         cttest::writeRecordSet(r, waves(), row.page);
         std::string url = std::string(row.page) + ".cfg";
-        std::string xml = wstest::serve(configRequest(url), &gw.global(), SOAP_C_UTFSTRING).body;
+        std::string xml = wstest::serve(configRequest(url), &gw.global()).body;
         EXPECT_EQ(row.station, wstest::elementText(xml, "stationID")) << row.page;
         EXPECT_EQ(row.channel, allTexts(xml, "analogChannelNames").at(1)) << row.page;
-        xml = wstest::serve(dataRequest(url, row.channel), &gw.global(), SOAP_C_UTFSTRING).body;
+        xml = wstest::serve(dataRequest(url, row.channel), &gw.global()).body;
         ASSERT_EQ("OK", wstest::elementText(xml, "result")) << row.page;
         std::vector<std::string> values = allTexts(xml, "data");
         ASSERT_EQ(5u, values.size());
         EXPECT_FLOAT_EQ(float(0.01 * r.analog[1].raw[4] + 0.5),
                         std::strtof(values[4].c_str(), nullptr));
     }
-}
-
-TEST(WaveformWireText, NarrowsForTheEngine) {
-    struct soap* soap = soap_new();
-    EXPECT_EQ("Esta\xe7\xe3o", waveWireText(soap, "Esta\xc3\xa7\xc3\xa3o"));
-    EXPECT_EQ("? load", waveWireText(soap, "\xce\xa9 load"));
-    EXPECT_EQ("plain", waveWireText(soap, "plain"));
-    soap_set_mode(soap, SOAP_C_UTFSTRING);
-    EXPECT_EQ("\xce\xa9 load", waveWireText(soap, "\xce\xa9 load"));
-    soap_free(soap);
 }
 
 }  // namespace
