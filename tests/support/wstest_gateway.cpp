@@ -3,8 +3,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
-#include <vector>
 
 namespace wstest {
 
@@ -20,12 +18,6 @@ void FakeClock::install(global_data_t& g) {
 }
 
 TestGateway::TestGateway() {
-    std::string templ = (std::filesystem::temp_directory_path() / "wstest-XXXXXX").string();
-    std::vector<char> buf(templ.begin(), templ.end());
-    buf.push_back('\0');
-    if (!mkdtemp(buf.data()))
-        throw std::runtime_error("cannot create a temporary folder for the test gateway");
-    m_dir = buf.data();
     setenv("CDS_STORE", file("cds.db").c_str(), 1);
     unsetenv("REMOTE_USER");
     unsetenv("REMOTE_ADDR");
@@ -41,9 +33,7 @@ TestGateway::TestGateway() {
 }
 
 TestGateway::~TestGateway() {
-    m_global.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(m_dir, ignored);
+    m_global.reset();  // closes the store before the folder goes
 }
 
 }  // namespace wstest

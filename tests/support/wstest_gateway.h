@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ws_global.h"
+#include "wstest_tempdir.h"
 
 namespace wstest {
 
@@ -44,12 +45,12 @@ class TestGateway {
     TestGateway& operator=(const TestGateway&) = delete;
 
     global_data_t& global() { return *m_global; }
-    const std::string& dir() const { return m_dir; }
-    std::string file(const std::string& name) const { return m_dir + "/" + name; }
+    const std::string& dir() const { return m_dir.path(); }
+    std::string file(const std::string& name) const { return m_dir.file(name); }
     FakeClock& clock() { return m_clock; }
 
   private:
-    std::string m_dir;
+    TempDir m_dir;
     FakeClock m_clock;
     std::unique_ptr<global_data_t> m_global;
 };
