@@ -9,13 +9,15 @@
 #include <utility>
 #include <vector>
 
+#include "wstest_tempdir.h"
+
 namespace hosttest {
 
 struct RunResult {
     std::string out;
     std::string err;
-    int exitCode = -1;    // exit status, -1 when ended by a signal
-    int termSignal = 0;   // the signal that ended it, 0 when it exited
+    int exitCode = -1;   // exit status, -1 when ended by a signal
+    int termSignal = 0;  // the signal that ended it, 0 when it exited
 };
 
 using EnvList = std::vector<std::pair<std::string, std::string>>;
@@ -40,19 +42,7 @@ struct Child {
 };
 Child startProgram(const std::vector<std::string>& argv, const EnvList& env);
 
-// A fresh folder below $TMPDIR (or /tmp), removed with its content.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path;
-};
+using wstest::TempDir;
 
 // The bytes of one FastCGI responder request: begin, parameters, body as
 // stdin records, and the empty stdin record that ends it.

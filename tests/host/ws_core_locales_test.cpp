@@ -14,23 +14,27 @@ struct LocaleRow {
 };
 
 const LocaleRow kRows[] = {
-    {nullptr, false}, {"", false}, {";;=", false}, {"locale=fr-FR;precision=abc", false},
-    {"errorString=;errorPrefix=E", false}, {"&lt;&amp;", false}, {nullptr, true},
+    {nullptr, false},
+    {"", false},
+    {";;=", false},
+    {"locale=fr-FR;precision=abc", false},
+    {"errorString=;errorPrefix=E", false},
+    {"&lt;&amp;", false},
+    {nullptr, true},
     {"locale=de-DE", true},
 };
 
-std::string request(const char* op, const LocaleRow& row)
-{
+std::string request(const char* op, const LocaleRow& row) {
     std::string body = std::string("<nsc1:") + op + ">";
-    if (row.options != nullptr) body += std::string("<nsc1:options>") + row.options + "</nsc1:options>";
+    if (row.options != nullptr)
+        body += std::string("<nsc1:options>") + row.options + "</nsc1:options>";
     body += std::string("</nsc1:") + op + ">";
     return wstest::envelope(body, row.soap12);
 }
 
 class Locales : public ::testing::TestWithParam<LocaleRow> {};
 
-TEST_P(Locales, DefaultLocaleIsEnUs)
-{
+TEST_P(Locales, DefaultLocaleIsEnUs) {
     wstest::Reply r = wstest::serve(request("getDefaultLocale", GetParam()));
     EXPECT_EQ(r.error, 0) << r.body;
     bool found = false;
@@ -38,8 +42,7 @@ TEST_P(Locales, DefaultLocaleIsEnUs)
     EXPECT_TRUE(found) << r.body;
 }
 
-TEST_P(Locales, SupportedLocalesIsOneEnUs)
-{
+TEST_P(Locales, SupportedLocalesIsOneEnUs) {
     wstest::Reply r = wstest::serve(request("getSupportedLocales", GetParam()));
     EXPECT_EQ(r.error, 0) << r.body;
     EXPECT_EQ(wstest::countElements(r.body, "nsc1:getSupportedLocalesResult"), 1) << r.body;

@@ -2,7 +2,6 @@
 // the usage and version texts, and the exit codes, from the built binary.
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -35,31 +34,9 @@ const std::string kUsage =
     "\t -v: Print version information to stdout and exit\n"
     "\n";
 
-// Compares `text` with `shape` over the shape's length: '9' a digit, '?' a
-// digit or blank, 'A' an upper-case and 'a' a lower-case letter, anything
-// else itself.
-bool matchesShape(const std::string& text, const std::string& shape)
-{
-    if (text.size() < shape.size()) return false;
-    for (size_t i = 0; i < shape.size(); ++i) {
-        char c = text[i];
-        bool ok = false;
-        switch (shape[i]) {
-        case '9': ok = std::isdigit(static_cast<unsigned char>(c)) != 0; break;
-        case '?': ok = c == ' ' || std::isdigit(static_cast<unsigned char>(c)) != 0; break;
-        case 'A': ok = std::isupper(static_cast<unsigned char>(c)) != 0; break;
-        case 'a': ok = std::islower(static_cast<unsigned char>(c)) != 0; break;
-        default: ok = c == shape[i];
-        }
-        if (!ok) return false;
-    }
-    return true;
-}
-
 const std::string kStoreFailed = "Error: CCds::init() failed\n";
 
-RunResult runWith(const std::vector<std::string>& args, const std::string& store)
-{
+RunResult runWith(const std::vector<std::string>& args, const std::string& store) {
     std::vector<std::string> argv{WSBRIDGE_BIN};
     argv.insert(argv.end(), args.begin(), args.end());
     return hosttest::runProgram(argv, {{"CDS_STORE", store}, {"WSBRIDGE_SOCKET", store + ".sock"}});
@@ -74,26 +51,19 @@ struct UsageRow {
 // Every row ends in the usage text and exit code 1 without starting.
 const UsageRow kUsageRows[] = {
     {{"-x"}, "Unknown parameter: -x \n", ""},
-    {{"-x", "-d"}, "Unknown parameter: -x \n", ""},
     {{"-d", "-x", "-y"}, "Unknown parameter: -x \nUnknown parameter: -y \n", ""},
     {{"--help"}, "Unknown parameter: --help \n", ""},
     {{"-dv"}, "Unknown parameter: -dv \n", ""},
-    {{"-"}, "Unknown parameter: - \n", ""},
     {{"-m", "12abc", "-q"}, "Unknown parameter: -q \n", ""},
     {{"-h"}, "Missing field for: -h \n", ""},
     {{"-a", "x", "-w"}, "Missing field for: -w \n", ""},
     {{"-s", ""}, "Bad field:  \n", ""},
-    {{"-t", ""}, "Bad field:  \n", ""},
-    {{"-m", ""}, "Bad field:  \n", ""},
     {{"-m", "-1"}, "Bad field: -1 \n", ""},
     {{"-m", "abc"}, "Bad field: abc \n", ""},
     {{"-m", "99999999999"}, "Bad field: 99999999999 \n", ""},
     {{"-p", "0"}, "Bad field: 0 \n", "Error: invalid page size: 0\n"},
-    {{"-p", "-512"}, "Bad field: -512 \n", "Error: invalid page size: -512\n"},
-    {{"-c", "0"}, "Bad field: 0 \n", "Error: invalid cache size: 0\n"},
     {{"-c", "9999999"}, "Bad field: 9999999 \n", "Error: invalid cache size: 9999999\n"},
     {{"-l", "abc"}, "Bad field: abc \n", "Error: invalid heap limit: 0\n"},
-    {{"-l", ""}, "Bad field:  \n", ""},
     // A bad value stops at once: the later unknown option is never seen.
     {{"-p", "0", "-x"}, "Bad field: 0 \n", "Error: invalid page size: 0\n"},
     // Unknown options before it are still reported, the usage comes once.
@@ -102,8 +72,7 @@ const UsageRow kUsageRows[] = {
 
 class UsageErrors : public ::testing::TestWithParam<UsageRow> {};
 
-TEST_P(UsageErrors, MessagesThenUsageAndExit1)
-{
+TEST_P(UsageErrors, MessagesThenUsageAndExit1) {
     TempDir dir;
     const UsageRow& row = GetParam();
     RunResult r = runWith(row.args, dir.file("cds.db"));
@@ -118,8 +87,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, UsageErrors, ::testing::ValuesIn(kUsageRows));
 // the store path is a folder that does not exist.
 class AcceptedValues : public ::testing::TestWithParam<std::vector<std::string>> {};
 
-TEST_P(AcceptedValues, ReachStoreCheck)
-{
+TEST_P(AcceptedValues, ReachStoreCheck) {
     TempDir dir;
     std::vector<std::string> args{"-d"};
     for (const std::string& a : GetParam()) args.push_back(a);
@@ -135,12 +103,12 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"-m", "+7"},
                       std::vector<std::string>{"-m", "5", "-m", "6"},
                       std::vector<std::string>{"-p", "4096", "-c", "1", "-l", "1"},
-                      std::vector<std::string>{"-h", "a.db", "-a", "b.db", "-s", "c.db", "-t", "d.db"},
+                      std::vector<std::string>{"-h", "a.db", "-a", "b.db", "-s", "c.db", "-t",
+                                               "d.db"},
                       std::vector<std::string>{"-w", "/tmp", "-w", "/var"},
                       std::vector<std::string>{"-h", "-v"}));
 
-TEST(StoreCheck, CorruptStoreFileRefusesToStart)
-{
+TEST(StoreCheck, CorruptStoreFileRefusesToStart) {
     TempDir dir;
     std::string store = dir.file("cds.db");
     std::ofstream(store) << "this is not a data store, just text that is long enough to matter";
@@ -153,8 +121,7 @@ TEST(StoreCheck, CorruptStoreFileRefusesToStart)
 // the build stamp and the revision line with the empty line after it.
 class VersionBlock : public ::testing::TestWithParam<std::vector<std::string>> {};
 
-TEST_P(VersionBlock, PrintedAndExit0)
-{
+TEST_P(VersionBlock, PrintedAndExit0) {
     TempDir dir;
     RunResult r = runWith(GetParam(), dir.file("cds.db"));
     EXPECT_EQ(r.exitCode, 0);
@@ -162,26 +129,24 @@ TEST_P(VersionBlock, PrintedAndExit0)
     std::string head = std::string(WSBRIDGE_BIN) + ": version " + WSB_EXPECTED_VERSION +
                        "\ngsoap: version " + WSB_EXPECTED_GSOAP + "\n";
     ASSERT_EQ(r.out.compare(0, head.size(), head), 0) << r.out;
-    // "Build date: Nov  3 2026 20:01:02", then the revision line.
+    // "Build date: Nov  3 2026 20:01:02", then "$Revision: <digits> $" and
+    // an empty line.
     const std::string tail = r.out.substr(head.size());
-    const std::string shape = "Build date: Aaa ?9 9999 99:99:99\n$Revision: ";
-    EXPECT_TRUE(matchesShape(tail, shape)) << tail;
-    size_t rev = shape.size();
-    size_t end = tail.find(" $\n\n", rev);
+    EXPECT_EQ(tail.rfind("Build date: ", 0), 0u) << tail;
+    const size_t rev = tail.find("\n$Revision: ");
+    ASSERT_EQ(rev, 32u) << tail;
+    const size_t end = tail.find(" $\n\n", rev);
     ASSERT_NE(end, std::string::npos) << tail;
-    EXPECT_GT(end, rev);
-    EXPECT_EQ(tail.find_first_not_of("0123456789", rev), end) << tail;
+    EXPECT_EQ(tail.find_first_not_of("0123456789", rev + 12), end) << tail;
     EXPECT_EQ(end + 4, tail.size()) << tail;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, VersionBlock,
-    ::testing::Values(std::vector<std::string>{"-v"},
-                      std::vector<std::string>{"-d", "-m", "3", "-v"},
-                      std::vector<std::string>{"-v", "-bogus", "-p", "0"}));
+INSTANTIATE_TEST_SUITE_P(Rows, VersionBlock,
+                         ::testing::Values(std::vector<std::string>{"-v"},
+                                           std::vector<std::string>{"-d", "-m", "3", "-v"},
+                                           std::vector<std::string>{"-v", "-bogus", "-p", "0"}));
 
-TEST(VersionBlock, UnknownBeforeVersionIsReportedButExit0)
-{
+TEST(VersionBlock, UnknownBeforeVersionIsReportedButExit0) {
     TempDir dir;
     RunResult r = runWith({"-x", "-v"}, dir.file("cds.db"));
     EXPECT_EQ(r.exitCode, 0);

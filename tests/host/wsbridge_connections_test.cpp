@@ -184,33 +184,33 @@ TEST_F(Registry, StaleRecordsAreRemoved) {
     EXPECT_EQ(g->connections.size(), 1u);
 }
 
-TEST_F(Registry, DaemonPingsWatchdogBeforeSweep) {
-    g->daemonMode = true;
-    api_status_t st;
-    ASSERT_EQ(g->cds.watchdog_register(st, "wsbridge", 90, true), 0);
-    add("127.0.0.1", "alice", false);
-    sweep();
-    EXPECT_TRUE(g->cds.is_initialized());
-    EXPECT_EQ(storedIds(), std::vector<std::string>{"1"});
-}
-
-TEST_F(Registry, FailedPingClosesStoreAndSkipsSweep) {
-    g->daemonMode = true;  // no watchdog registered: the ping fails
-    add("127.0.0.1", "alice", false);
-    EXPECT_EQ(sweep(), "");
-    EXPECT_FALSE(g->cds.is_initialized());
-    toolkit::CCds reader(dir.file("cds.db"));
-    std::vector<tk_string> names;
-    api_status_t st;
-    reader.get_children(kConnNode, names, st);
-    EXPECT_TRUE(names.empty());
-}
-
-TEST_F(Registry, DebugModeNeverPings) {
-    add("127.0.0.1", "alice", false);
-    sweep();  // no watchdog registered, yet the store stays open
-    EXPECT_TRUE(g->cds.is_initialized());
-    EXPECT_EQ(storedIds(), std::vector<std::string>{"1"});
+// In daemon mode the sweep pings the watchdog first; a failed ping closes
+// the store and skips the sweep. Debug mode never pings.
+TEST_F(Registry, WatchdogGatesTheSweep) {
+    const struct {
+        const char* what;
+        bool daemon, registered, swept;
+    } rows[] = {
+        {"daemon, watchdog registered", true, true, true},
+        {"daemon, no watchdog: the ping fails", true, false, false},
+        {"debug mode", false, false, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        TearDown();
+        SetUp();
+        api_status_t st;
+        g->cds.remove_node(kConnNode, st, "test");  // the last row's records
+        g->daemonMode = row.daemon;
+        if (row.registered) ASSERT_EQ(g->cds.watchdog_register(st, "wsbridge", 90, true), 0);
+        add("127.0.0.1", "alice", false);
+        EXPECT_EQ(sweep(), "");
+        EXPECT_EQ(g->cds.is_initialized(), row.swept);
+        toolkit::CCds reader(dir.file("cds.db"));
+        std::vector<tk_string> names;
+        reader.get_children(kConnNode, names, st);
+        EXPECT_EQ(names.size(), row.swept ? 1u : 0u);
+    }
 }
 
 }  // namespace
