@@ -1,6 +1,6 @@
 """Delta and event logs end to end: log files filled with cdslog, read
-through nginx and wsbridge by python3-zeep (a delta page, an event page with
-an alarm update among plain events) and by raw SOAP (the alarm's xsi:type).
+through nginx and wsbridge by python3-zeep (an event page with an alarm
+update among plain events) and by raw SOAP (the alarm's xsi:type).
 cdslog is taken from $WSB_CDSLOG, else from the build tree beside the WSDL
 folder; without it these tests are skipped.
 """
@@ -44,28 +44,6 @@ def raw_log_request(op, rqst_type, max_records=0):
             "<bTrimIncomplete>false</bTrimIncomplete><path></path></request></nsdx:%s>"
             % (op, rqst_type, max_records, op))
     return envelope(body, ns_decls='xmlns:nsdx="%s"' % NSDX)
-
-
-def test_delta_page(gateway, cdslog):
-    log = os.path.join(gateway.dir, "deadband.db")
-    cdslog("generate", log, "--count", 30, "--paths", 3, "--start", T0, "--step-us", 1000000)
-    _, svc = gateway.zeep_for("getDeltaLog")
-    r = svc.getDeltaLog(request=log_request(nMaxToReturn=10, bLatestEvents=True))
-    assert (r.result or "") == ""
-    assert r.numTrimmedPoints == 0
-    times = [v.Time for v in r.loggedValues]
-    assert times == [(T0 + s) * 1000000 for s in range(20, 30)]
-    last = r.loggedValues[-1]
-    assert last.Path == "/Meter2/Power"  # record 29 of paths 0..2; "/Value" is the node
-    assert float(last.Value) == 29 * 0.5
-    assert last.Trend is True and last.RealTime is False
-
-    filtered = svc.getDeltaLog(request=log_request(path="/Meter1", nMaxToReturn=4))
-    assert [v.Path for v in filtered.loggedValues] == ["/Meter1/Power"] * 4
-
-    over = svc.getDeltaLog(request=log_request(nMaxToReturn=10001))
-    assert over.result == "? 34 Result Too Big to Return : Please request less than 10000 records."
-    assert not over.loggedValues
 
 
 def test_event_page_with_alarm_update(gateway, cdslog):

@@ -51,18 +51,6 @@ def test_missing_log_then_retried(gateway, cdstrend):
     assert [(p.period, p["max-entries"]) for p in r.periodProperties] == [(1, 0), (4, 35040)]
 
 
-def test_device_parameters(gateway, cdstrend):
-    _, svc = gateway.zeep_for("getDeviceTrendParams")
-    r = svc.getDeviceTrendParams(options="", devicePath=DEVICE)
-    assert r.result == "OK"
-    assert [p.path for p in r.deviceParams] == [DEVICE + "/P%d" % i for i in range(5)]
-    assert all(p.type == "SAMPLE-TYPE-NORMAL" and p.hasMin and p.hasActual
-               for p in r.deviceParams)
-    r = svc.getDeviceTrendParams(options="", devicePath=DEVICE + "/")
-    assert r.result == "? 21 No History : No Trend data found for this device."
-    assert "No Trend data found for device %s/. \n" % DEVICE in gateway.stderr()
-
-
 def test_full_page_and_limit(gateway, cdstrend):
     _, svc = gateway.zeep_for("getTrendData")
     r = svc.getTrendData(request=data_request(nMaxToReturn=833, startingOffset=10))
