@@ -12,7 +12,7 @@ TOP=$PWD
 DEPS=(build-essential cmake pkg-config gsoap libgsoap-dev libfcgi-dev libboost-regex-dev
       libsqlite3-dev libexpat1-dev sqlite3 nginx python3-zeep python3-pytest googletest libgtest-dev
       libgmock-dev libbenchmark-dev clang libclang-rt-14-dev curl openssl
-      libuchardet-dev libpugixml-dev gcovr)
+      libuchardet-dev libpugixml-dev gcovr clang-format)
 
 install_deps() {
     local missing=()
@@ -29,7 +29,9 @@ install_deps() {
 build() {  # build DIR [cmake options...]
     local dir=$1; shift
     # Status lines are left out; warnings and configure errors are shown.
-    cmake --log-level=WARNING -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
+    # WSB_WERROR=ON in the environment turns warnings into errors (CI).
+    cmake --log-level=WARNING -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+          -DWSB_WERROR="${WSB_WERROR:-OFF}" "$@"
     cmake --build "$dir" -j"$(nproc)"
 }
 

@@ -43,8 +43,7 @@ bool ensureLog(const std::string& file, int64_t records, bool booleans = false) 
     fprintf(stderr, "building %s (%lld records)...\n", file.c_str(),
             static_cast<long long>(records));
     toolkit::CLog w;
-    if (w.open_writer(file, 0, 0, 0))
-        return false;
+    if (w.open_writer(file, 0, 0, 0)) return false;
     std::vector<CEvent> batch;
     for (int64_t i = 0; i < records; ++i) {
         CEvent ev;
@@ -57,15 +56,16 @@ bool ensureLog(const std::string& file, int64_t records, bool booleans = false) 
         ev.value.set_stamp(ev.stamp);
         batch.push_back(std::move(ev));
         if (batch.size() == 50000 || i + 1 == records) {
-            if (w.append(batch))
-                return false;
+            if (w.append(batch)) return false;
             batch.clear();
         }
     }
     return true;
 }
 
-double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+double ms(Clock::duration d) {
+    return std::chrono::duration<double, std::milli>(d).count();
+}
 
 // Runs the measured steps in turn, kRuns rounds, and returns each step's
 // median: interleaving keeps a change of machine load from favouring one.
@@ -142,8 +142,7 @@ long childPeakKb(const std::string& file) {
     if (pid == 0) {
         global_data_t g;
         g.deltaLogPath = file;
-        for (int i = 0; i < 5; ++i)
-            handlerPage(g, true);
+        for (int i = 0; i < 5; ++i) handlerPage(g, true);
         rusage ru;
         getrusage(RUSAGE_SELF, &ru);
         _exit(static_cast<int>(std::min<long>(ru.ru_maxrss / 1024, 250)));  // MB in the status
@@ -158,8 +157,7 @@ long childPeakKb(const std::string& file) {
 int main(int argc, char** argv) {
     std::string dir = argc > 1 ? argv[1] : "/tmp/wsb-bench-eventlog";
     int64_t records = argc > 2 ? std::atoll(argv[2]) : 1000000;
-    if (system(("mkdir -p '" + dir + "'").c_str()) != 0)
-        return 1;
+    if (system(("mkdir -p '" + dir + "'").c_str()) != 0) return 1;
     std::string big = dir + "/deadband-" + std::to_string(records) + ".db";
     std::string small = dir + "/deadband-20000.db";
     std::string flags = dir + "/deadband-bool-20000.db";
@@ -189,8 +187,8 @@ int main(int argc, char** argv) {
         [&] { handlerPage(gFlags, false); },
     });
     double raw = m[0], retrieve = m[1], handler = m[2], wire = m[3], boolPage = m[4];
-    printf("delta page of %d records from a %lld-record log (medians of %d interleaved rounds)\n", kPage,
-           static_cast<long long>(records), kRuns);
+    printf("delta page of %d records from a %lld-record log (medians of %d interleaved rounds)\n",
+           kPage, static_cast<long long>(records), kRuns);
     printf("  raw SQLite query          %8.2f ms\n", raw);
     printf("  CLog::retrieve            %8.2f ms  (%.2fx raw)\n", retrieve, retrieve / raw);
     printf("  nsdx__getDeltaLog         %8.2f ms  (%.2fx raw)\n", handler, handler / raw);

@@ -16,12 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "bench_soap.h"
 #include "cds_json.h"
 #include "cds_utils.h"
 #include "soapH.h"
 #include "ws_explorer.h"
 #include "ws_global.h"
-#include "bench_soap.h"
 
 using toolkit::CCds;
 using toolkit::CElement;

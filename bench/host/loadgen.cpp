@@ -25,13 +25,12 @@
 namespace {
 
 std::string base64(const std::string& in) {
-    static const char* tbl =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static const char* tbl = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
     size_t i = 0;
     for (; i + 2 < in.size(); i += 3) {
-        unsigned v = (unsigned char)in[i] << 16 | (unsigned char)in[i + 1] << 8 |
-                     (unsigned char)in[i + 2];
+        unsigned v =
+            (unsigned char)in[i] << 16 | (unsigned char)in[i + 1] << 8 | (unsigned char)in[i + 2];
         out += tbl[v >> 18 & 63];
         out += tbl[v >> 12 & 63];
         out += tbl[v >> 6 & 63];
@@ -208,7 +207,7 @@ int main(int argc, char** argv) {
     }
     double secs = elapsed();
     for (auto& c : conns) close(c.fd);
-    std::printf("requests=%ld ok=%ld failed=%ld seconds=%.3f rate=%.1f\n", done, ok, failed,
-                secs, secs > 0 ? done / secs : 0.0);
+    std::printf("requests=%ld ok=%ld failed=%ld seconds=%.3f rate=%.1f\n", done, ok, failed, secs,
+                secs > 0 ? done / secs : 0.0);
     return failed == 0 ? 0 : 3;
 }

@@ -7,9 +7,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -35,8 +35,11 @@ std::string make_json(int nodes) {
     std::string j = "{\"format\": \"cds-store\", \"version\": 1, \"nodes\": [\n";
     for (int i = 0; i < nodes; ++i) {
         if (i) j += ",\n";
-        j += "{\"path\": \"" + node_path(i) + "\", \"leaves\": [{\"name\": \"Value\", \"type\": "
-             "\"Real\", \"value\": " + std::to_string(i) + ".5}, {\"name\": \"Units\", "
+        j += "{\"path\": \"" + node_path(i) +
+             "\", \"leaves\": [{\"name\": \"Value\", \"type\": "
+             "\"Real\", \"value\": " +
+             std::to_string(i) +
+             ".5}, {\"name\": \"Units\", "
              "\"type\": \"String\", \"value\": \"V\"}]}";
     }
     return j + "\n]}\n";
@@ -52,10 +55,11 @@ struct RawLookup {
         // The same connection settings as the store's, so the ratio shows the
         // store's own overhead.
         sqlite3_exec(db, "PRAGMA mmap_size=67108864", nullptr, nullptr, nullptr);
-        sqlite3_prepare_v2(db,
-                           "SELECT l.type, l.value, l.sec, l.usec, l.property FROM node n JOIN leaf l"
-                           " ON l.node=n.id WHERE n.path=?1 AND l.name=?2",
-                           -1, &s, nullptr);
+        sqlite3_prepare_v2(
+            db,
+            "SELECT l.type, l.value, l.sec, l.usec, l.property FROM node n JOIN leaf l"
+            " ON l.node=n.id WHERE n.path=?1 AND l.name=?2",
+            -1, &s, nullptr);
     }
     ~RawLookup() {
         sqlite3_finalize(s);
@@ -119,15 +123,16 @@ int main(int argc, char** argv) {
     for (int round = 0; round < 30; ++round) {
         size_t from = (round % 10) * kChunk;
         rawRate = std::max(rawRate, best_rate(1, kChunk, [&] {
-            for (size_t i = from; i < from + kChunk; ++i) sink += raw.read(nodesRead[i]);
-        }));
+                               for (size_t i = from; i < from + kChunk; ++i)
+                                   sink += raw.read(nodesRead[i]);
+                           }));
         storeRate = std::max(storeRate, best_rate(1, kChunk, [&] {
-            for (size_t i = from; i < from + kChunk; ++i) {
-                cds.get_leaf(leafPaths[i], st, v, prop);
-                failures += !st.ok();
-                sink += v.to_real();
-            }
-        }));
+                                 for (size_t i = from; i < from + kChunk; ++i) {
+                                     cds.get_leaf(leafPaths[i], st, v, prop);
+                                     failures += !st.ok();
+                                     sink += v.to_real();
+                                 }
+                             }));
     }
     std::vector<tk_string> batch(leafPaths.begin(), leafPaths.begin() + 1000);
     std::vector<double> ms;

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "bench_soap.h"
 #include "soapH.h"
 #include "ws_core.h"
 #include "ws_global.h"
-#include "bench_soap.h"
 
 using toolkit::CElement;
 
@@ -29,8 +29,7 @@ struct Timing {
 
 // Median and best of `rounds` runs. On a busy machine the best run shows the
 // cost of the work itself, the median also the scheduling around it.
-Timing measure(int rounds, const std::function<void()>& run)
-{
+Timing measure(int rounds, const std::function<void()>& run) {
     std::vector<double> samples;
     samples.reserve(rounds);
     run();  // warm the caches once
@@ -44,8 +43,7 @@ Timing measure(int rounds, const std::function<void()>& run)
     return {samples[rounds / 2], samples[0]};
 }
 
-bool fillStore(toolkit::CCds& cds, int nodes)
-{
+bool fillStore(toolkit::CCds& cds, int nodes) {
     std::vector<tk_string> paths;
     std::vector<CElement> values;
     for (int i = 0; i < nodes; ++i) {
@@ -69,8 +67,7 @@ bool fillStore(toolkit::CCds& cds, int nodes)
 
 }  // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     const int nodes = argc > 1 ? std::atoi(argv[1]) : 20000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 200;
     const int batch = 1000;
@@ -96,7 +93,8 @@ int main(int argc, char** argv)
         std::vector<std::string> paths;
         for (int i = 0; i < batch; ++i) {
             char path[64];
-            std::snprintf(path, sizeof path, "/Bench/Meter%05d/Value", (i * (nodes / batch)) % nodes);
+            std::snprintf(path, sizeof path, "/Bench/Meter%05d/Value",
+                          (i * (nodes / batch)) % nodes);
             paths.push_back(path);
         }
 

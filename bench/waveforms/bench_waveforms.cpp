@@ -16,10 +16,10 @@
 #include <string>
 #include <vector>
 
+#include "bench_soap.h"
 #include "comtrade.h"
 #include "soapH.h"
 #include "ws_global.h"
-#include "bench_soap.h"
 
 using Clock = std::chrono::steady_clock;
 

@@ -1,13 +1,14 @@
 // Value reading: getValue, getValues and getRelativeValues, and the one
 // routine (dsv_ProcessValue) that turns a store read into the text a client
 // receives. Subscriptions and the device explorer render values through here.
+#include "ws_core.h"
+
 #include <cstdio>
 
 #include "cds_utils.h"
 #include "qel_time.h"
 #include "soapH.h"
 #include "ws_assert.h"
-#include "ws_core.h"
 #include "ws_global.h"
 
 using toolkit::CCds;
@@ -18,21 +19,18 @@ namespace {
 
 const char* const kPropertyNames[] = {"Normal", "Persistent", "Automatic", "MPL"};
 
-bool startsWith(const tk_string& text, const char* prefix)
-{
+bool startsWith(const tk_string& text, const char* prefix) {
     return text.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
 }
 
-global_data_t* processRecord(struct soap* soap)
-{
+global_data_t* processRecord(struct soap* soap) {
     return soap ? static_cast<global_data_t*>(soap->user) : nullptr;
 }
 
 // Step 6 of dsv_ProcessValue: the state texts apply only when the leaf read is
 // the node's "Value" or ".AlarmOnValue".
 void applyStateTexts(CCds& cds, const service_options_t* options, const CPath& path,
-                     const CElement& element, bool& multistate, tk_string& Reply)
-{
+                     const CElement& element, bool& multistate, tk_string& Reply) {
     // Only booleans and integers have state texts; testing the type first
     // spares the path copy for every other value.
     const data_type_t type = element.type();
@@ -63,9 +61,8 @@ void applyStateTexts(CCds& cds, const service_options_t* options, const CPath& p
 
 // Step 7 of dsv_ProcessValue: sub-attributes are matched by prefix, so
 // ".TimeStamp" is answered as ".Time". Returns false for an unknown one.
-bool renderSubAttribute(const tk_string& attr, const CElement& element,
-                        element_property_t property, bool multistate, tk_string& Reply)
-{
+bool renderSubAttribute(const tk_string& attr, const CElement& element, element_property_t property,
+                        bool multistate, tk_string& Reply) {
     if (startsWith(attr, ".Time")) {
         char text[32];
         std::snprintf(text, sizeof text, "%lld",
@@ -95,8 +92,7 @@ bool renderSubAttribute(const tk_string& attr, const CElement& element,
 
 int dsv_ProcessValue(CCds& cds, const service_options_t* options, int result, const CPath& path,
                      const api_status_t& status, const CElement& element,
-                     element_property_t property, bool& multistate, tk_string& Reply)
-{
+                     element_property_t property, bool& multistate, tk_string& Reply) {
     multistate = false;
     // An attribute is read without the read-authorisation test, here as in
     // dsv_getValue: clients may always learn a protected leaf's attributes.
@@ -121,15 +117,13 @@ int dsv_ProcessValue(CCds& cds, const service_options_t* options, int result, co
     const tk_string& attr = path.getAttributePart();
     if (!renderSubAttribute(attr, element, property, multistate, Reply)) {
         // The trailing blank of the message is part of the reply text.
-        BnwsErrMsg(WS_ILLEGAL_ATTRIBUTE, ("Unknown sub-Attribute " + attr).c_str(), Reply,
-                   options);
+        BnwsErrMsg(WS_ILLEGAL_ATTRIBUTE, ("Unknown sub-Attribute " + attr).c_str(), Reply, options);
     }
     return 0;
 }
 
 int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_string& path,
-                 tk_string& Reply)
-{
+                 tk_string& Reply) {
     WS_ASSERT(&Reply != 0, WS_CORE_MODULE);
     global_data_t* glptr = processRecord(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
@@ -156,8 +150,7 @@ int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_s
 }
 
 int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_string& path,
-                 const tk_string& attribute, tk_string& Reply)
-{
+                 const tk_string& attribute, tk_string& Reply) {
     tk_string full(path);
     if (!attribute.empty()) {
         full += ":";
@@ -167,8 +160,7 @@ int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_s
 }
 
 int dsv_getValues(struct soap* soap, const service_options_t* options,
-                  const std::vector<tk_string>& paths, std::vector<std::string>& replies)
-{
+                  const std::vector<tk_string>& paths, std::vector<std::string>& replies) {
     global_data_t* glptr = processRecord(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
@@ -213,8 +205,7 @@ int dsv_getValues(struct soap* soap, const service_options_t* options,
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getValue(struct soap* soap, _nsc1__getValue* request,
-                                           _nsc1__getValueResponse& response)
-{
+                                           _nsc1__getValueResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     tk_string reply;
@@ -228,8 +219,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getValue(struct soap* soap, _nsc1__getValue* r
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getValues(struct soap* soap, _nsc1__getValues* request,
-                                            _nsc1__getValuesResponse& response)
-{
+                                            _nsc1__getValuesResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     if (!request || !request->paths) {
@@ -244,8 +234,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getValues(struct soap* soap, _nsc1__getValues*
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getRelativeValues(struct soap* soap,
                                                     _nsc1__getRelativeValues* request,
-                                                    _nsc1__getRelativeValuesResponse& response)
-{
+                                                    _nsc1__getRelativeValuesResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     std::vector<tk_string> paths;

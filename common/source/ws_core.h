@@ -70,7 +70,7 @@ void dsv_trimArrayRange(std::vector<std::string>& array, uint32_t index, uint32_
 
 // One row of the attribute-type table: the value type of an attribute.
 struct DataTypeMapEntry {
-    uint32_t type;   // data_type_t; 0 ends the table
+    uint32_t type;  // data_type_t; 0 ends the table
     char name[24];
 };
 extern const DataTypeMapEntry DataTypeMap[];
@@ -94,9 +94,8 @@ int dsv_StrictConvertType(toolkit::CElement& element, data_type_t type, tk_strin
 // when it has none). Returns 0 writable, 1 read failed, 2 value
 // not writable, 3 attribute not writable, 4 protected attribute (test mode);
 // on non-zero `Reply` holds the error text.
-int GetWritableLeaf(toolkit::CCds& cds, CPath& path, bool testMode,
-                    const tk_string& value, toolkit::CElement& element, tk_string& Reply,
-                    const service_options_t* options);
+int GetWritableLeaf(toolkit::CCds& cds, CPath& path, bool testMode, const tk_string& value,
+                    toolkit::CElement& element, tk_string& Reply, const service_options_t* options);
 
 // Converts the node's "Value" and ".AlarmOnValue" leaves to the type named by
 // `typeName` (leaves of type 2 or already of that type stay). Errors are not

@@ -15,30 +15,26 @@ const char validArrayAttribs[] =
 
 namespace {
 
-bool startsWith(const std::string& text, const tk_string& prefix)
-{
+bool startsWith(const std::string& text, const tk_string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
 // Under default options errorPrefix is empty, and an empty prefix begins
 // every text: a one-element array then counts as an error reply whether it is
 // one or not. getArraySize and getArrayRange keep that behaviour on purpose.
-bool isSingleErrorLike(const std::vector<std::string>& array, const service_options_t& options)
-{
+bool isSingleErrorLike(const std::vector<std::string>& array, const service_options_t& options) {
     return array.size() == 1 && startsWith(array[0], options.errorPrefix);
 }
 
 }  // namespace
 
-bool dsv_isErrorText(const tk_string& text, const service_options_t* options)
-{
+bool dsv_isErrorText(const tk_string& text, const service_options_t* options) {
     if (!text.empty() && text[0] == '?') return true;
     return options && !options->errorPrefix.empty() && startsWith(text, options->errorPrefix);
 }
 
 int dsv_getArray(struct soap* soap, const service_options_t* options, const tk_string& path,
-                 std::vector<std::string>& out)
-{
+                 std::vector<std::string>& out) {
     out.clear();
     tk_string reply;
     if (path.empty()) {
@@ -63,8 +59,7 @@ int dsv_getArray(struct soap* soap, const service_options_t* options, const tk_s
     return 0;
 }
 
-void dsv_trimArrayRange(std::vector<std::string>& array, uint32_t index, uint32_t count)
-{
+void dsv_trimArrayRange(std::vector<std::string>& array, uint32_t index, uint32_t count) {
     const uint32_t size = static_cast<uint32_t>(array.size());
     if (index >= size) {
         array.clear();
@@ -82,8 +77,7 @@ void dsv_trimArrayRange(std::vector<std::string>& array, uint32_t index, uint32_
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getArray(struct soap* soap, _nsc1__getArray* request,
-                                           _nsc1__getArrayResponse& response)
-{
+                                           _nsc1__getArrayResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     const tk_string path = request && request->path ? *request->path : tk_string();
@@ -92,8 +86,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getArray(struct soap* soap, _nsc1__getArray* r
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getArraySize(struct soap* soap, _nsc1__getArraySize* request,
-                                               _nsc1__getArraySizeResponse& response)
-{
+                                               _nsc1__getArraySizeResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     const tk_string path = request && request->path ? *request->path : tk_string();
@@ -113,8 +106,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getArraySize(struct soap* soap, _nsc1__getArra
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__getArrayRange(struct soap* soap, _nsc1__getArrayRange* request,
-                                                _nsc1__getArrayRangeResponse& response)
-{
+                                                _nsc1__getArrayRangeResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     const tk_string path = request && request->path ? *request->path : tk_string();

@@ -58,15 +58,13 @@ using toolkit::ws::WS_Errors;
 
 namespace {
 
-bool startsWith(const tk_string& item, const char* keyword)
-{
+bool startsWith(const tk_string& item, const char* keyword) {
     return item.compare(0, std::strlen(keyword), keyword) == 0;
 }
 
 // Only the keyword prefix is tested, so "readbackXYZ=false" is "readback".
 // The order matters where keywords could share a prefix; first hit wins.
-void applyOption(const tk_string& item, service_options_t* out)
-{
+void applyOption(const tk_string& item, service_options_t* out) {
     if (startsWith(item, "readback")) {
         out->readback = parseBoolServiceOption(item);
     } else if (startsWith(item, "errorString")) {
@@ -95,8 +93,7 @@ void applyOption(const tk_string& item, service_options_t* out)
 
 }  // namespace
 
-int parseServiceOptions(const std::string* options, service_options_t* out)
-{
+int parseServiceOptions(const std::string* options, service_options_t* out) {
     *out = service_options_t();
     if (options == nullptr || options->empty()) return 0;
 
@@ -108,23 +105,20 @@ int parseServiceOptions(const std::string* options, service_options_t* out)
 
 // Deliberately lenient: only the word "false" (case-sensitive, anywhere in
 // the value) switches an option off; "0", "no" and "FALSE" switch it on.
-bool parseBoolServiceOption(const tk_string& item)
-{
+bool parseBoolServiceOption(const tk_string& item) {
     tk_string::size_type eq = item.find('=');
     if (eq == tk_string::npos) return true;
     return item.find("false", eq + 1) == tk_string::npos;
 }
 
-tk_string parseStringServiceOption(const tk_string& item)
-{
+tk_string parseStringServiceOption(const tk_string& item) {
     tk_string::size_type eq = item.find('=');
     if (eq == tk_string::npos) return tk_string();
     return item.substr(eq + 1);
 }
 
 void BnwsErrMsg(WS_Errors code, const char* detail, tk_string& out,
-                const service_options_t* options)
-{
+                const service_options_t* options) {
     out.clear();
     if (options != nullptr) {
         if (options->errorString.empty()) return;  // the client wants no error texts
@@ -149,7 +143,6 @@ void BnwsErrMsg(WS_Errors code, const char* detail, tk_string& out,
     }
 }
 
-void BnwsErrMsg(WS_Errors code, const char* detail, tk_string& out)
-{
+void BnwsErrMsg(WS_Errors code, const char* detail, tk_string& out) {
     BnwsErrMsg(code, detail, out, nullptr);
 }

@@ -15,7 +15,7 @@ typedef struct _service_options_t {
     tk_string locale = "en-US";
     bool writeSingleLocale = false;
     bool canonical = false;
-    int32_t precision = 6;          // only values > 0 are taken
+    int32_t precision = 6;  // only values > 0 are taken
     bool noEmptyArrays = false;
     bool persist = false;
 } service_options_t;

@@ -13,13 +13,10 @@ namespace {
 
 // True when every path that normalises may be written by this client. Done
 // before anything else so that a refused request writes nothing at all.
-bool allWritesAuthorized(toolkit::CCds& cds, bool testMode,
-                         const std::vector<std::string>& paths)
-{
+bool allWritesAuthorized(toolkit::CCds& cds, bool testMode, const std::vector<std::string>& paths) {
     for (const std::string& path : paths) {
         CPath cpath(path);
-        if (cpath.normalize() == 0 && !cpath.is_cds_write_authorized(cds, testMode))
-            return false;
+        if (cpath.normalize() == 0 && !cpath.is_cds_write_authorized(cds, testMode)) return false;
     }
     return true;
 }
@@ -28,8 +25,7 @@ bool allWritesAuthorized(toolkit::CCds& cds, bool testMode,
 
 int dsv_testPathsValues(const std::vector<std::string>& paths,
                         const std::vector<std::string>& values, tk_string& Reply,
-                        const service_options_t* options)
-{
+                        const service_options_t* options) {
     if (paths.empty()) {
         BnwsErrMsg(WS_NO_PATHS_PROVIDED, "No Paths provided", Reply, options);
         return 1;
@@ -47,8 +43,7 @@ int dsv_testPathsValues(const std::vector<std::string>& paths,
 
 int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* options,
                   const std::vector<std::string>& paths, const std::vector<std::string>& values,
-                  std::vector<std::string>& replies, size_t* failures)
-{
+                  std::vector<std::string>& replies, size_t* failures) {
     size_t failedCount = 0;
     global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
@@ -57,8 +52,13 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
     replies.clear();
     if (!allWritesAuthorized(glptr->cds, testMode, paths)) return 401;
 
-    WriteContext ctx{glptr->cds,        testMode, options, dsv_persistFlag(options),
-                     dsv_writeSource(), true,     writeStamp(glptr->clock)};
+    WriteContext ctx{glptr->cds,
+                     testMode,
+                     options,
+                     dsv_persistFlag(options),
+                     dsv_writeSource(),
+                     true,
+                     writeStamp(glptr->clock)};
     replies.resize(paths.size());
     std::vector<tk_string> writePaths;
     std::vector<CElement> elements;
@@ -95,8 +95,7 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
 
 int dsv_serveSetValues(struct soap* soap, bool testMode, const std::string* optionsText,
                        const std::vector<std::string>* paths,
-                       const std::vector<std::string>* values, std::vector<std::string>& replies)
-{
+                       const std::vector<std::string>* values, std::vector<std::string>& replies) {
     service_options_t options;
     parseServiceOptions(optionsText, &options);
     const std::vector<std::string> none;
@@ -109,8 +108,7 @@ int dsv_serveSetValues(struct soap* soap, bool testMode, const std::string* opti
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nsc1__setValues(struct soap* soap, _nsc1__setValues* request,
-                                            _nsc1__setValuesResponse& response)
-{
+                                            _nsc1__setValuesResponse& response) {
     return dsv_serveSetValues(soap, false, request ? request->options : nullptr,
                               request ? &request->paths : nullptr,
                               request ? &request->values : nullptr, response.setValuesResult);

@@ -8,11 +8,11 @@
 
 // What prepareLeafWrite decided for one pair.
 enum LeafWriteOutcome {
-    LEAF_WRITE_READY = 0,         // `write` holds the element to store
-    LEAF_WRITE_FAILED = 1,        // refused: Reply holds the error text
-    LEAF_WRITE_DONE = 2,          // nothing to store after a value-type rewrite
-                                  // (Reply stays empty)
-    LEAF_WRITE_UNAUTHORIZED = 3   // the client may not write this path
+    LEAF_WRITE_READY = 0,        // `write` holds the element to store
+    LEAF_WRITE_FAILED = 1,       // refused: Reply holds the error text
+    LEAF_WRITE_DONE = 2,         // nothing to store after a value-type rewrite
+                                 // (Reply stays empty)
+    LEAF_WRITE_UNAUTHORIZED = 3  // the client may not write this path
 };
 
 // A checked, converted write of one leaf.
@@ -30,7 +30,7 @@ struct WriteContext {
     const service_options_t* options;
     dsv_tribool_t persist;
     tk_string source;
-    bool batch;  // booleans missing their state text get the batch wording
+    bool batch;     // booleans missing their state text get the batch wording
     timeval stamp;  // time stamp of every value this request writes
 };
 

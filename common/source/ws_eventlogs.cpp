@@ -61,11 +61,9 @@ void stateTexts(global_data_t* g, const tk_string& node, const toolkit::CElement
                 log_state_cache_t* cache, tk_string& valueText, tk_string& numeric,
                 bool& hasNumeric) {
     data_type_t type = value.type();
-    if (type != DATA_TYPE_BOOL && type != DATA_TYPE_INT && type != DATA_TYPE_UINT)
-        return;
+    if (type != DATA_TYPE_BOOL && type != DATA_TYPE_INT && type != DATA_TYPE_UINT) return;
     tk_string text;
-    if (!stateText(g, node, value, cache, text))
-        return;
+    if (!stateText(g, node, value, cache, text)) return;
     hasNumeric = true;
     numeric = type == DATA_TYPE_BOOL ? (value.to_bool() ? "1" : "0") : valueText;
     valueText = text;
@@ -73,10 +71,9 @@ void stateTexts(global_data_t* g, const tk_string& node, const toolkit::CElement
 
 }  // namespace
 
-void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path,
-                       bool normalized, const toolkit::CElement& value, std::string** outPath,
-                       std::string** outValue, std::string** outNumeric,
-                       log_state_cache_t* cache) {
+void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path, bool normalized,
+                       const toolkit::CElement& value, std::string** outPath,
+                       std::string** outValue, std::string** outNumeric, log_state_cache_t* cache) {
     tk_string valueText, numeric, pathText;
     bool hasNumeric = false;
     value.to_string(valueText);
@@ -84,8 +81,7 @@ void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& pat
         pathText = "/";
     } else {
         CPath p(path);
-        if (!normalized)
-            p.normalize();
+        if (!normalized) p.normalize();
         tk_string last = p.LopLastSubpath();
         // After the last component is split off, the path text is the node.
         if (last == "Value") {
@@ -131,10 +127,18 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
             text = ev.description.c_str();
         else if (logEvent) {
             switch (ev.level()) {
-            case 1: text = "Informational Event"; break;
-            case 2: text = "Cautionary Event"; break;
-            case 3: text = "Critical Event"; break;
-            default: text = "System Event"; break;
+                case 1:
+                    text = "Informational Event";
+                    break;
+                case 2:
+                    text = "Cautionary Event";
+                    break;
+                case 3:
+                    text = "Critical Event";
+                    break;
+                default:
+                    text = "System Event";
+                    break;
             }
         }
         target->Description = newText(soap, text);
@@ -144,8 +148,7 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
     // its quality cannot be known: it is always reported as "192" (good),
     // unless the level happens to be 192 itself, when nothing is reported.
     uint16_t quality = ev.quality();
-    if (quality != 192)
-        target->Quality = newText(soap, logEvent ? "192" : std::to_string(quality));
+    if (quality != 192) target->Quality = newText(soap, logEvent ? "192" : std::to_string(quality));
     return target;
 }
 
@@ -157,34 +160,29 @@ nss1__Event* buildEvent(global_data_t* g, struct soap* soap, const toolkit::CEve
         return fillEventFields(g, soap, ev, e, cache);
     } catch (const std::exception& ex) {
         fprintf(stderr, "FAILURE (system) in buildEvent(%s): %s \n", ev.path.c_str(), ex.what());
-        if (e)
-            soap_delete(soap, e);
+        if (e) soap_delete(soap, e);
         return nullptr;
     }
 }
 
-nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap,
-                                   const toolkit::CEvent& ev, log_state_cache_t* cache) {
+nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev,
+                                   log_state_cache_t* cache) {
     nss1__AlarmUpdate* a = nullptr;
     try {
         a = soap_new_nss1__AlarmUpdate(soap);
-        if (!fillEventFields(g, soap, ev, a, cache))
-            return nullptr;
+        if (!fillEventFields(g, soap, ev, a, cache)) return nullptr;
         a->EventType = nss1__EventType__Alarm;
         a->AckStatus = static_cast<nsc1__AckStatus>(ev.ackStatus);
         a->ConditionPresent = ev.conditionPresent;
         a->AutoClosing = ev.autoClosing;
-        if (!ev.note.empty())
-            a->Note = newText(soap, ev.note);
-        if (ev.basePriority != 0)
-            a->BasePriority = newText(soap, std::to_string(ev.basePriority));
+        if (!ev.note.empty()) a->Note = newText(soap, ev.note);
+        if (ev.basePriority != 0) a->BasePriority = newText(soap, std::to_string(ev.basePriority));
         a->VariationLevel = ev.variationLevel;
         return a;
     } catch (const std::exception& ex) {
         fprintf(stderr, "FAILURE (system) in buildAlarmEvent(%s): %s \n", ev.path.c_str(),
                 ex.what());
-        if (a)
-            soap_delete(soap, a);
+        if (a) soap_delete(soap, a);
         return nullptr;
     }
 }
@@ -200,8 +198,8 @@ nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
             soap_delete(soap, v);
             return nullptr;
         }
-        extractValueNPath(g, soap, ev.path, false, ev.value, &v->Path, &v->Value,
-                          &v->NumericValue, cache);
+        extractValueNPath(g, soap, ev.path, false, ev.value, &v->Path, &v->Value, &v->NumericValue,
+                          cache);
         v->Time = qel_UNIXtoQELtime64(&ev.stamp);
         v->Quality = ev.quality();
         v->RealTime = false;
@@ -210,8 +208,7 @@ nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
     } catch (const std::exception& ex) {
         fprintf(stderr, "FAILURE (system) in qelPublishedValue(%s): %s \n", ev.path.c_str(),
                 ex.what());
-        if (v)
-            soap_delete(soap, v);
+        if (v) soap_delete(soap, v);
         return nullptr;
     }
 }

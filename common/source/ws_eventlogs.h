@@ -24,8 +24,8 @@ struct log_state_cache_t {
 // their node ("/A/B"), other leaves as node ":" leaf ("/A/B:Units"). `g` must
 // not be null when the value is boolean or integer (multistate look-up).
 // `cache` (optional) keeps state texts between calls of one request.
-void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path,
-                       bool normalized, const toolkit::CElement& value, std::string** outPath,
+void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& path, bool normalized,
+                       const toolkit::CElement& value, std::string** outPath,
                        std::string** outValue, std::string** outNumeric,
                        log_state_cache_t* cache = nullptr);
 
@@ -54,4 +54,3 @@ nss1__PublishedValue* buildPublishedValue(global_data_t* g, struct soap* soap,
 int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request, int maxRecords,
                    tk_string& error, int& trimmed, std::vector<toolkit::CEvent>& events,
                    int pageSize, int cacheSize, int heapLimit, const ws_clock_t& clock);
-

@@ -22,8 +22,7 @@ const unsigned kRetryPauseUs = 1000000;
 
 // A device time above 0 is a bound; 0 or less means none.
 const timeval* unixBound(int64_t deviceTime, timeval& tv) {
-    if (deviceTime <= 0)
-        return nullptr;
+    if (deviceTime <= 0) return nullptr;
     qel_QELtoUNIXtime64(deviceTime, &tv);
     return &tv;
 }
@@ -36,11 +35,9 @@ int trimIncompleteGroup(CLog& log, const tk_string* filter, std::vector<CEvent>&
     const timeval last = events.back().stamp;
     size_t k = 0;
     for (auto it = events.rbegin(); it != events.rend(); ++it, ++k)
-        if (it->stamp.tv_sec != last.tv_sec || it->stamp.tv_usec != last.tv_usec)
-            break;
+        if (it->stamp.tv_sec != last.tv_sec || it->stamp.tv_usec != last.tv_usec) break;
     uint64_t inLog = 0;
-    if (log.count(inLog, filter, &last, &last) != 0 || inLog <= k)
-        return 0;
+    if (log.count(inLog, filter, &last, &last) != 0 || inLog <= k) return 0;
     events.resize(events.size() - k);
     return static_cast<int>(inLog);
 }
@@ -51,15 +48,12 @@ int retrieveWithRetries(CLog& log, const tk_string& location, const tk_string* f
                         const ws_clock_t& clock) {
     int status = 0;
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-        status = log.retrieve(events, filter, start, end,
-                              static_cast<uint32_t>(rq.nMaxToReturn), rq.bLatestEvents,
-                              rq.bReverseOrder, 0);
-        if (status == 0)
-            return 0;
+        status = log.retrieve(events, filter, start, end, static_cast<uint32_t>(rq.nMaxToReturn),
+                              rq.bLatestEvents, rq.bReverseOrder, 0);
+        if (status == 0) return 0;
         // A writer may hold the log for a moment; the pause blocks every
         // other client of this single-threaded gateway, which is accepted.
-        if (attempt < kAttempts)
-            clock.pause(kRetryPauseUs);
+        if (attempt < kAttempts) clock.pause(kRetryPauseUs);
     }
     fprintf(stderr, "Failed to get events from database %s, dbResult = %d \n", location.c_str(),
             status);
@@ -95,8 +89,7 @@ int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request,
     const timeval* start = unixBound(request->startTime, startTv);
     const timeval* end = unixBound(request->endTime, endTv);
     const tk_string* filter = request->path.empty() ? nullptr : &request->path;
-    if (request->nMaxToReturn < 1)
-        request->nMaxToReturn = maxRecords;
+    if (request->nMaxToReturn < 1) request->nMaxToReturn = maxRecords;
     // A maximum of 0 (from -m 0, or -m below 4 for events) is an empty page:
     // the log would read 0 as "no limit" and return every record it holds.
     if (request->nMaxToReturn < 1) {
@@ -130,8 +123,7 @@ int nsdx__getDeltaLog(struct soap* soap, nsdx__logRetrieveRequest* request,
     log_state_cache_t cache;
     for (const CEvent& ev : events) {
         nss1__PublishedValue* v = buildPublishedValue(g, soap, ev, &cache);
-        if (v)
-            response.loggedValues.push_back(v);
+        if (v) response.loggedValues.push_back(v);
     }
     return SOAP_OK;
 }

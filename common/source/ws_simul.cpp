@@ -1,6 +1,8 @@
 // Node management of the test namespace: RemoveNode, CreateNode, SetLeaf,
 // SetLeaves, Reset and getSubscribedNodes. Writes here skip the writability
 // rules of the core service but protect the automatic attributes.
+#include "ws_simul.h"
+
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,22 +13,19 @@
 #include "ws_assert.h"
 #include "ws_corvane.h"
 #include "ws_global.h"
-#include "ws_simul.h"
 
 using namespace toolkit::ws;
 
 namespace {
 
-global_data_t* processRecord(struct soap* soap)
-{
+global_data_t* processRecord(struct soap* soap) {
     global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
     WS_ASSERT(glptr != 0, WS_SIMUL_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_SIMUL_MODULE);
     return glptr;
 }
 
-std::string* newString(struct soap* soap, const tk_string& text)
-{
+std::string* newString(struct soap* soap, const tk_string& text) {
     std::string* out = soap_new_std__string(soap);
     if (out) *out = text;
     return out;
@@ -34,8 +33,7 @@ std::string* newString(struct soap* soap, const tk_string& text)
 
 }  // namespace
 
-tk_string dsv_leafPath(const tk_string& nodePath, const tk_string& leaf)
-{
+tk_string dsv_leafPath(const tk_string& nodePath, const tk_string& leaf) {
     // Clients send full leaf paths as often as relative ones; a full path
     // must not get the base put in front of it a second time.
     const size_t n = nodePath == "/" ? 0 : nodePath.size();
@@ -51,8 +49,7 @@ namespace {
 
 // The topmost node of `path` (a valid node path) that does not exist yet:
 // what creating `path` would add. "" when `path` exists.
-tk_string firstMissingNode(toolkit::CCds& cds, const tk_string& path)
-{
+tk_string firstMissingNode(toolkit::CCds& cds, const tk_string& path) {
     tk_string missing;
     for (tk_string node = path; node != "/" && !cds.node_exists(node);) {
         missing = node;
@@ -66,8 +63,8 @@ tk_string firstMissingNode(toolkit::CCds& cds, const tk_string& path)
 }  // namespace
 
 int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_string& basePath,
-                const tk_string& source, tk_string& nodePath, tk_string& Reply, tk_string* created)
-{
+                const tk_string& source, tk_string& nodePath, tk_string& Reply,
+                tk_string* created) {
     tk_string text(basePath);
     while (text.size() > 1 && text.back() == '/') text.pop_back();
     CPath cpath(text);
@@ -89,8 +86,7 @@ int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_s
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__RemoveNode(struct soap* soap, _nst1__RemoveNode* request,
-                                             _nst1__RemoveNodeResponse& response)
-{
+                                             _nst1__RemoveNodeResponse& response) {
     global_data_t* glptr = processRecord(soap);
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
@@ -119,8 +115,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__RemoveNode(struct soap* soap, _nst1__RemoveNod
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNode* request,
-                                             _nst1__CreateNodeResponse& response)
-{
+                                             _nst1__CreateNodeResponse& response) {
     global_data_t* glptr = processRecord(soap);
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
@@ -147,8 +142,8 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNod
             leafPaths.push_back(dsv_leafPath(nodePath, leaf));
         std::vector<std::string> replies;
         size_t failures = 0;
-        int status = dsv_setValues(soap, true, &options, leafPaths, request->values, replies,
-                                   &failures);
+        int status =
+            dsv_setValues(soap, true, &options, leafPaths, request->values, replies, &failures);
         if (status != 0) return status;
         if (failures != 0) BnwsErrMsg(WS_WRITE_FAILED, nullptr, reply, &options);
         // A create that wrote none of its leaves leaves no empty node behind
@@ -163,8 +158,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNod
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__SetLeaf(struct soap* soap, _nst1__SetLeaf* request,
-                                          _nst1__SetLeafResponse& response)
-{
+                                          _nst1__SetLeafResponse& response) {
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     const tk_string path = request && request->path ? *request->path : tk_string();
@@ -177,15 +171,13 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__SetLeaf(struct soap* soap, _nst1__SetLeaf* req
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__SetLeaves(struct soap* soap, _nst1__SetLeaves* request,
-                                            _nst1__SetLeavesResponse& response)
-{
+                                            _nst1__SetLeavesResponse& response) {
     return dsv_serveSetValues(soap, true, request ? request->options : nullptr,
                               request ? &request->paths : nullptr,
                               request ? &request->values : nullptr, response.SetLeavesResult);
 }
 
-tk_string dsv_resetLogText(const char* user, const char* address)
-{
+tk_string dsv_resetLogText(const char* user, const char* address) {
     tk_string text = "Network Card Reset requested via web services by ";
     if (!user) return text;
     text += user;
@@ -195,8 +187,7 @@ tk_string dsv_resetLogText(const char* user, const char* address)
 }
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__Reset(struct soap* soap, _nst1__Reset* /*request*/,
-                                        _nst1__ResetResponse& response)
-{
+                                        _nst1__ResetResponse& response) {
     global_data_t* glptr = processRecord(soap);
     response.ResetResult = newString(soap, tk_string());
     CPath root("/");
@@ -219,8 +210,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__Reset(struct soap* soap, _nst1__Reset* /*reque
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__getSubscribedNodes(struct soap* soap,
                                                      _nst1__getSubscribedNodes* request,
-                                                     _nst1__getSubscribedNodesResponse& response)
-{
+                                                     _nst1__getSubscribedNodesResponse& response) {
     global_data_t* glptr = processRecord(soap);
     service_options_t options;
     parseServiceOptions(nullptr, &options);

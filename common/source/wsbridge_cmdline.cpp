@@ -21,8 +21,7 @@ namespace {
 
 // Value of an option: the next argument. Reports and returns null when it is
 // missing or empty (the message names the option resp. the value).
-const char* optionValue(int argc, char** argv, int& i)
-{
+const char* optionValue(int argc, char** argv, int& i) {
     const char* option = argv[i];
     if (i + 1 >= argc) {
         std::printf("Missing field for: %s \n", option);
@@ -38,8 +37,7 @@ const char* optionValue(int argc, char** argv, int& i)
 
 // -m: base 10, at least one digit, >= 0. Trailing characters are accepted
 // and ignored ("12abc" is 12): older init scripts rely on that.
-bool parseMaxRecords(const char* value, int32_t& out)
-{
+bool parseMaxRecords(const char* value, int32_t& out) {
     char* end = nullptr;
     long parsed = std::strtol(value, &end, 10);
     if (end == value || parsed < 0 || parsed > INT32_MAX) return false;
@@ -48,8 +46,7 @@ bool parseMaxRecords(const char* value, int32_t& out)
 }
 
 // -p/-c/-l: atoi value times `unit` must be > 0 and fit the record's field.
-bool parseSize(const char* value, int unit, const char* what, int32_t& out)
-{
+bool parseSize(const char* value, int unit, const char* what, int32_t& out) {
     int parsed = std::atoi(value);
     long long bytes = static_cast<long long>(parsed) * unit;
     if (parsed <= 0 || bytes > INT32_MAX) {
@@ -61,8 +58,7 @@ bool parseSize(const char* value, int unit, const char* what, int32_t& out)
 }
 
 // The string-valued options; null when `option` is not one of them.
-std::string* pathOption(global_data_t& g, const char* option)
-{
+std::string* pathOption(global_data_t& g, const char* option) {
     if (std::strcmp(option, "-h") == 0) return &g.deltaLogPath;
     if (std::strcmp(option, "-a") == 0) return &g.eventLogPath;
     if (std::strcmp(option, "-s") == 0) return &g.systemLogPath;
@@ -73,8 +69,7 @@ std::string* pathOption(global_data_t& g, const char* option)
 
 // Applies an option that takes a value. False: parsing stops (the message
 // is already printed).
-bool applyValueOption(global_data_t& g, int argc, char** argv, int& i)
-{
+bool applyValueOption(global_data_t& g, int argc, char** argv, int& i) {
     const char* option = argv[i];
     const char* value = optionValue(argc, argv, i);
     if (value == nullptr) return false;
@@ -94,8 +89,7 @@ bool applyValueOption(global_data_t& g, int argc, char** argv, int& i)
     return ok;
 }
 
-bool takesValue(const char* arg)
-{
+bool takesValue(const char* arg) {
     static const char* const kValueOptions[] = {"-h", "-a", "-s", "-t", "-m",
                                                 "-p", "-c", "-l", "-w"};
     for (const char* option : kValueOptions)
@@ -104,8 +98,7 @@ bool takesValue(const char* arg)
 }
 
 // "2.8.124" from the runtime header's GSOAP_VERSION (208124).
-std::string gsoapVersion()
-{
+std::string gsoapVersion() {
     char text[32];
     std::snprintf(text, sizeof text, "%d.%d.%d", GSOAP_VERSION / 100000,
                   (GSOAP_VERSION / 1000) % 100, GSOAP_VERSION % 1000);
@@ -114,8 +107,7 @@ std::string gsoapVersion()
 
 }  // namespace
 
-void setDefaultOptions(global_data_t& g)
-{
+void setDefaultOptions(global_data_t& g) {
     g.deltaLogPath = "./deadband.db";
     g.eventLogPath = "./alarms.db";
     g.systemLogPath = "./system.db";
@@ -128,8 +120,7 @@ void setDefaultOptions(global_data_t& g)
 
 // Unknown arguments are reported and parsing goes on, so every unknown one
 // is listed before the usage; a bad value stops at once.
-cmdline_result_t parseCommandLine(global_data_t& g, int argc, char** argv)
-{
+cmdline_result_t parseCommandLine(global_data_t& g, int argc, char** argv) {
     bool unknownSeen = false;
     for (int i = 1; i < argc; ++i) {
         const char* arg = argv[i];
@@ -157,8 +148,7 @@ cmdline_result_t parseCommandLine(global_data_t& g, int argc, char** argv)
 
 // The three maximums are fixed literals: the text shows the defaults even
 // when -m was given.
-void printUsage()
-{
+void printUsage() {
     std::puts("Usage: wsbridge [-d] [-h deltaLog]  [-a eventLog] ");
     std::puts("                    [-s systemLog] [-t trendLog] [-m maxRecords] ");
     std::puts("                    [-p pageSize] [-c cacheSize] [-l heapLimit] ");
@@ -170,8 +160,8 @@ void printUsage()
     std::puts("\t -t: Location of the Trend data log");
     std::puts("\t -m: Maximum allowed size for Delta record requests");
     std::puts("\t     Maximum records for Events and Trends based on this; default ");
-    std::printf("\t     maximums are Deltas:%d, Events:%d, and Trend snapshots:%d \n", 10000,
-                2500, 833);
+    std::printf("\t     maximums are Deltas:%d, Events:%d, and Trend snapshots:%d \n", 10000, 2500,
+                833);
     std::puts("\t -p: Use the given SQLite page size (in bytes)");
     std::puts("\t -c: Use the given SQLite cache size (in kB)");
     std::puts("\t -l: Use the given size (in kB) as a heap usage soft-limit for SQLite");
@@ -183,8 +173,7 @@ void printUsage()
 
 // The revision line goes through puts with its own "\n", so an empty line
 // follows it; the field tools expect that.
-void printVersion(const char* argv0)
-{
+void printVersion(const char* argv0) {
     std::printf("%s: version %s\n", argv0, WSBRIDGE_VERSION);
     std::printf("gsoap: version %s\n", gsoapVersion().c_str());
     std::printf("Build date: %s %s\n", __DATE__, __TIME__);

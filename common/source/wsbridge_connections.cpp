@@ -14,22 +14,19 @@
 
 namespace {
 
-const int32_t kSweepInterval = 60;   // seconds between two mirrors
-const int64_t kIdleLimit = 600;      // kept while idle for at most this long
+const int32_t kSweepInterval = 60;  // seconds between two mirrors
+const int64_t kIdleLimit = 600;     // kept while idle for at most this long
 
-std::string connectionsNode()
-{
+std::string connectionsNode() {
     return WS_SOFTWARE_NODE WS_CONNECTIONS_SUFFIX;
 }
 
-std::string connectionKey(const char* address, const char* user, bool https)
-{
+std::string connectionKey(const char* address, const char* user, bool https) {
     return std::string(user) + (https ? "@https:" : "@http:") + address;
 }
 
 // Names of the records now in the store; empty when the node is missing.
-std::vector<tk_string> storedConnections(global_data_t* g)
-{
+std::vector<tk_string> storedConnections(global_data_t* g) {
     std::vector<tk_string> names;
     CPath node(connectionsNode());
     if (node.getAttributeList("Children", g->cds, names) != 0) names.clear();
@@ -38,10 +35,9 @@ std::vector<tk_string> storedConnections(global_data_t* g)
 
 }  // namespace
 
-oneConnection::oneConnection(const char* address_, const char* user_, bool https_,
-                             unsigned number, uint32_t now)
-    : address(address_), user(user_), https(https_)
-{
+oneConnection::oneConnection(const char* address_, const char* user_, bool https_, unsigned number,
+                             uint32_t now)
+    : address(address_), user(user_), https(https_) {
     if (address.empty() || user.empty()) return;
     char text[16];
     std::snprintf(text, sizeof text, "%d%c", static_cast<int>(number), https ? 'S' : '\0');
@@ -55,9 +51,7 @@ oneConnection::oneConnection(const char* address_, const char* user_, bool https
 // The counter moves even when the entry is then discarded, so connection
 // numbers can be skipped; the store's history relies on numbers never being
 // reused within a run.
-void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* user,
-                            bool https)
-{
+void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* user, bool https) {
     std::string key = connectionKey(address, user, https);
     auto found = g->connections.find(key);
     if (found != g->connections.end()) {
@@ -75,8 +69,7 @@ void AddUpdateConnectionMap(global_data_t* g, const char* address, const char* u
 
 // Writes new entries, drops entries idle longer than the limit, and removes
 // store records that belong to no entry (left by an earlier run).
-static void sweepConnections(global_data_t* g, uint32_t now)
-{
+static void sweepConnections(global_data_t* g, uint32_t now) {
     std::vector<tk_string> stale = storedConnections(g);
     int64_t cutoff = static_cast<int64_t>(now) - kIdleLimit;
     for (auto it = g->connections.begin(); it != g->connections.end();) {
@@ -99,8 +92,8 @@ static void sweepConnections(global_data_t* g, uint32_t now)
         it = g->connections.erase(it);
     }
     for (const tk_string& name : stale) {
-        std::fprintf(stderr, "Unexpected removal of connection %s %s \n",
-                     connectionsNode().c_str(), name.c_str());
+        std::fprintf(stderr, "Unexpected removal of connection %s %s \n", connectionsNode().c_str(),
+                     name.c_str());
         g->connxns.RemoveConnxn(name);
     }
 }
@@ -108,8 +101,7 @@ static void sweepConnections(global_data_t* g, uint32_t now)
 // The watchdog is pinged on every call (every 5 to 6 s), not only when the
 // sweep is due. A failed ping closes the store client and skips the sweep;
 // nothing here reopens it.
-void timer_task(global_data_t* g)
-{
+void timer_task(global_data_t* g) {
     if (g->daemonMode) {
         api_status_t status;
         if (g->cds.watchdog_ping(status) != 0 || status.code != API_SUCCESS) {

@@ -2,7 +2,6 @@
 // wsservices library so the tests can link it without main().
 #include "wsbridge_host.h"
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     return wsbridge_run(argc, argv);
 }

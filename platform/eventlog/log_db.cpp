@@ -11,18 +11,23 @@ namespace eventlog {
 
 int statusFromSqlite(int rc) {
     switch (rc & 0xff) {
-    case SQLITE_OK:
-    case SQLITE_ROW:
-    case SQLITE_DONE: return 0;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED: return API_BUSY;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-    case SQLITE_FORMAT: return API_CORRUPT;
-    case SQLITE_RANGE:
-    case SQLITE_MISUSE:
-    case SQLITE_TOOBIG: return API_INVALID_ARGUMENT;
-    default: return API_IO_ERROR;
+        case SQLITE_OK:
+        case SQLITE_ROW:
+        case SQLITE_DONE:
+            return 0;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return API_BUSY;
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_FORMAT:
+            return API_CORRUPT;
+        case SQLITE_RANGE:
+        case SQLITE_MISUSE:
+        case SQLITE_TOOBIG:
+            return API_INVALID_ARGUMENT;
+        default:
+            return API_IO_ERROR;
     }
 }
 
@@ -31,8 +36,7 @@ namespace {
 int pragmaInt(sqlite3* db, const char* sql, int& value, int* sqliteCode) {
     Stmt st;
     int rc = st.prepare(db, sql);
-    if (rc == SQLITE_OK)
-        rc = sqlite3_step(st.get());
+    if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
     if (rc == SQLITE_ROW) {
         value = sqlite3_column_int(st.get(), 0);
         return 0;
@@ -56,8 +60,7 @@ void applySettings(sqlite3* db, const dsv_log_settings_t& s) {
         snprintf(sql, sizeof sql, "PRAGMA cache_size=-%d", kib);
         sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
     }
-    if (s.heapLimit > 0)
-        sqlite3_soft_heap_limit64(s.heapLimit);
+    if (s.heapLimit > 0) sqlite3_soft_heap_limit64(s.heapLimit);
 }
 
 // A writer makes the file a log the first time it sees it empty. The page
@@ -69,29 +72,24 @@ int prepareWriter(sqlite3* db, const dsv_log_settings_t& s, int* sqliteCode) {
         sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
     }
     int st = exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", sqliteCode);
-    if (st)
-        return st;
+    if (st) return st;
     st = exec(db, "BEGIN IMMEDIATE", sqliteCode);
-    if (st)
-        return st;
+    if (st) return st;
     int appId = 0, tables = 0;
     st = pragmaInt(db, "PRAGMA application_id", appId, sqliteCode);
-    if (!st)
-        st = pragmaInt(db, "SELECT count(*) FROM sqlite_master", tables, sqliteCode);
+    if (!st) st = pragmaInt(db, "SELECT count(*) FROM sqlite_master", tables, sqliteCode);
     if (!st && appId == 0 && tables == 0) {
         snprintf(sql, sizeof sql, "PRAGMA application_id=%d; PRAGMA user_version=%d;",
                  kApplicationId, kSchemaVersion);
         st = exec(db, kSchemaSql, sqliteCode);
-        if (!st)
-            st = exec(db, sql, sqliteCode);
+        if (!st) st = exec(db, sql, sqliteCode);
     }
     if (st) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
         return st;
     }
     st = exec(db, "COMMIT", sqliteCode);
-    if (st)
-        return st;
+    if (st) return st;
     return checkSchema(db, sqliteCode);
 }
 
@@ -100,19 +98,15 @@ int prepareWriter(sqlite3* db, const dsv_log_settings_t& s, int* sqliteCode) {
 int checkSchema(sqlite3* db, int* sqliteCode) {
     int appId = 0, version = 0, tables = 0;
     int st = pragmaInt(db, "PRAGMA application_id", appId, sqliteCode);
-    if (!st)
-        st = pragmaInt(db, "PRAGMA user_version", version, sqliteCode);
+    if (!st) st = pragmaInt(db, "PRAGMA user_version", version, sqliteCode);
     if (!st)
         st = pragmaInt(db,
                        "SELECT count(*) FROM sqlite_master WHERE type='table' AND "
                        "name IN ('events','log_meta')",
                        tables, sqliteCode);
-    if (st)
-        return st;
-    if (appId != kApplicationId || tables != 2)
-        return API_CORRUPT;
-    if (version > kSchemaVersion)
-        return API_SCHEMA_MISMATCH;
+    if (st) return st;
+    if (appId != kApplicationId || tables != 2) return API_CORRUPT;
+    if (version > kSchemaVersion) return API_SCHEMA_MISMATCH;
     return 0;
 }
 
@@ -133,9 +127,9 @@ dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_
     }
     // A connection is only ever used by the thread that opened it, so
     // SQLite's per-call mutex is not needed.
-    int flags = (settings.writer ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)
-                                 : SQLITE_OPEN_READONLY) |
-                SQLITE_OPEN_NOMUTEX;
+    int flags =
+        (settings.writer ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) : SQLITE_OPEN_READONLY) |
+        SQLITE_OPEN_NOMUTEX;
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(location.c_str(), &db, flags, nullptr);
     int st = statusFromSqlite(rc);
@@ -148,8 +142,7 @@ dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_
         st = settings.writer ? prepareWriter(db, settings, &rc) : checkSchema(db, &rc);
         // A busy log is not a broken one: a reader opens and reports the
         // busy state on its first read, where the caller may retry.
-        if (st == API_BUSY && !settings.writer)
-            st = 0;
+        if (st == API_BUSY && !settings.writer) st = 0;
     }
     if (st) {
         out.code = st;
@@ -166,8 +159,7 @@ dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_
 }
 
 void dsv_log_close(dsv_log_handle_t handle) {
-    if (!handle)
-        return;
+    if (!handle) return;
     sqlite3_close(handle->db);
     delete handle;
 }

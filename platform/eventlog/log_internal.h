@@ -31,7 +31,7 @@ int statusFromSqlite(int rc);
 
 // Finalises a prepared statement when it goes out of scope.
 class Stmt {
-public:
+  public:
     Stmt() = default;
     ~Stmt() { sqlite3_finalize(m_stmt); }
     Stmt(const Stmt&) = delete;
@@ -43,7 +43,7 @@ public:
     }
     sqlite3_stmt* get() const { return m_stmt; }
 
-private:
+  private:
     sqlite3_stmt* m_stmt = nullptr;
 };
 

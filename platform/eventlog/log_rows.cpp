@@ -10,17 +10,17 @@ namespace eventlog {
 
 const char* const kSchemaSql =
     "CREATE TABLE IF NOT EXISTS events("
-    " seq INTEGER PRIMARY KEY,"    // sequence index, contiguous per log
-    " t INTEGER NOT NULL,"         // time stamp, microseconds since the Unix epoch
-    " type INTEGER NOT NULL,"      // CEvent::type (1 value, 8 alarm, 16 ack, 256 log)
+    " seq INTEGER PRIMARY KEY,"  // sequence index, contiguous per log
+    " t INTEGER NOT NULL,"       // time stamp, microseconds since the Unix epoch
+    " type INTEGER NOT NULL,"    // CEvent::type (1 value, 8 alarm, 16 ack, 256 log)
     " path TEXT NOT NULL,"
-    " vtype INTEGER NOT NULL,"     // data_type_t of the recorded value
-    " value,"                      // the value: integer, real, text or NULL
-    " vstamp INTEGER NOT NULL,"    // the value's own stamp (microseconds)
-    " vtime INTEGER NOT NULL,"     // CEvent::valueTime (microseconds)
-    " otype INTEGER NOT NULL,"     // on/off element of configuration changes
+    " vtype INTEGER NOT NULL,"   // data_type_t of the recorded value
+    " value,"                    // the value: integer, real, text or NULL
+    " vstamp INTEGER NOT NULL,"  // the value's own stamp (microseconds)
+    " vtime INTEGER NOT NULL,"   // CEvent::valueTime (microseconds)
+    " otype INTEGER NOT NULL,"   // on/off element of configuration changes
     " ovalue,"
-    " qual INTEGER NOT NULL,"      // quality, or severity level of log events
+    " qual INTEGER NOT NULL,"  // quality, or severity level of log events
     " descr TEXT NOT NULL,"
     " event_id INTEGER NOT NULL,"
     " source TEXT NOT NULL,"
@@ -71,35 +71,48 @@ void bindElement(sqlite3_stmt* st, int typeIdx, const CElement& el) {
     sqlite3_bind_int(st, typeIdx, el.type());
     int v = typeIdx + 1;
     switch (el.type()) {
-    case DATA_TYPE_BOOL: sqlite3_bind_int(st, v, el.to_bool() ? 1 : 0); break;
-    case DATA_TYPE_INT: sqlite3_bind_int64(st, v, el.to_int()); break;
-    case DATA_TYPE_UINT: sqlite3_bind_int64(st, v, el.to_uint()); break;
-    case DATA_TYPE_INT64: sqlite3_bind_int64(st, v, el.to_int64()); break;
-    // Stored as the same 64 bits; read back through the same cast.
-    case DATA_TYPE_UINT64: sqlite3_bind_int64(st, v, static_cast<int64_t>(el.to_uint64())); break;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: {
-        double d = el.to_real();
-        if (std::isnan(d))  // SQLite stores NaN as NULL; keep it as text
-            sqlite3_bind_text(st, v, "nan", -1, SQLITE_STATIC);
-        else
-            sqlite3_bind_double(st, v, d);
-        break;
-    }
-    case DATA_TYPE_TIME: sqlite3_bind_int64(st, v, toMicros(el.to_time())); break;
-    case DATA_TYPE_STRING: {
-        tk_string s;
-        el.to_string(s);
-        sqlite3_bind_text(st, v, s.data(), static_cast<int>(s.size()), SQLITE_TRANSIENT);
-        break;
-    }
-    default: sqlite3_bind_null(st, v); break;
+        case DATA_TYPE_BOOL:
+            sqlite3_bind_int(st, v, el.to_bool() ? 1 : 0);
+            break;
+        case DATA_TYPE_INT:
+            sqlite3_bind_int64(st, v, el.to_int());
+            break;
+        case DATA_TYPE_UINT:
+            sqlite3_bind_int64(st, v, el.to_uint());
+            break;
+        case DATA_TYPE_INT64:
+            sqlite3_bind_int64(st, v, el.to_int64());
+            break;
+        // Stored as the same 64 bits; read back through the same cast.
+        case DATA_TYPE_UINT64:
+            sqlite3_bind_int64(st, v, static_cast<int64_t>(el.to_uint64()));
+            break;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT: {
+            double d = el.to_real();
+            if (std::isnan(d))  // SQLite stores NaN as NULL; keep it as text
+                sqlite3_bind_text(st, v, "nan", -1, SQLITE_STATIC);
+            else
+                sqlite3_bind_double(st, v, d);
+            break;
+        }
+        case DATA_TYPE_TIME:
+            sqlite3_bind_int64(st, v, toMicros(el.to_time()));
+            break;
+        case DATA_TYPE_STRING: {
+            tk_string s;
+            el.to_string(s);
+            sqlite3_bind_text(st, v, s.data(), static_cast<int>(s.size()), SQLITE_TRANSIENT);
+            break;
+        }
+        default:
+            sqlite3_bind_null(st, v);
+            break;
     }
 }
 
 double columnReal(sqlite3_stmt* st, int col) {
-    if (sqlite3_column_type(st, col) == SQLITE_TEXT)
-        return std::nan("");
+    if (sqlite3_column_type(st, col) == SQLITE_TEXT) return std::nan("");
     return sqlite3_column_double(st, col);
 }
 
@@ -107,20 +120,29 @@ CElement readElement(sqlite3_stmt* st, int typeIdx) {
     int v = typeIdx + 1;
     int64_t i = sqlite3_column_int64(st, v);
     switch (sqlite3_column_int(st, typeIdx)) {
-    case DATA_TYPE_BOOL: return CElement::from_bool(i != 0);
-    case DATA_TYPE_INT: return CElement::from_int(static_cast<int32_t>(i));
-    case DATA_TYPE_UINT: return CElement::from_uint(static_cast<uint32_t>(i));
-    case DATA_TYPE_INT64: return CElement::from_int64(i);
-    case DATA_TYPE_UINT64: return CElement::from_uint64(static_cast<uint64_t>(i));
-    case DATA_TYPE_REAL: return CElement::from_real(columnReal(st, v));
-    case DATA_TYPE_FLOAT: return CElement::from_float(columnReal(st, v));
-    case DATA_TYPE_TIME: return CElement::from_time(fromMicros(i));
-    case DATA_TYPE_STRING: {
-        const unsigned char* s = sqlite3_column_text(st, v);
-        int n = sqlite3_column_bytes(st, v);
-        return CElement::from_string(s ? tk_string(reinterpret_cast<const char*>(s), n) : "");
-    }
-    default: return CElement();
+        case DATA_TYPE_BOOL:
+            return CElement::from_bool(i != 0);
+        case DATA_TYPE_INT:
+            return CElement::from_int(static_cast<int32_t>(i));
+        case DATA_TYPE_UINT:
+            return CElement::from_uint(static_cast<uint32_t>(i));
+        case DATA_TYPE_INT64:
+            return CElement::from_int64(i);
+        case DATA_TYPE_UINT64:
+            return CElement::from_uint64(static_cast<uint64_t>(i));
+        case DATA_TYPE_REAL:
+            return CElement::from_real(columnReal(st, v));
+        case DATA_TYPE_FLOAT:
+            return CElement::from_float(columnReal(st, v));
+        case DATA_TYPE_TIME:
+            return CElement::from_time(fromMicros(i));
+        case DATA_TYPE_STRING: {
+            const unsigned char* s = sqlite3_column_text(st, v);
+            int n = sqlite3_column_bytes(st, v);
+            return CElement::from_string(s ? tk_string(reinterpret_cast<const char*>(s), n) : "");
+        }
+        default:
+            return CElement();
     }
 }
 

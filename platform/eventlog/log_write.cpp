@@ -13,12 +13,10 @@ namespace {
 int stepOnce(sqlite3* db, const char* sql, int64_t* value, int* sqliteCode) {
     Stmt st;
     int rc = st.prepare(db, sql);
-    if (rc == SQLITE_OK)
-        rc = sqlite3_step(st.get());
+    if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
     *sqliteCode = rc;
     if (rc == SQLITE_ROW) {
-        if (value)
-            *value = sqlite3_column_int64(st.get(), 0);
+        if (value) *value = sqlite3_column_int64(st.get(), 0);
         return 0;
     }
     return statusFromSqlite(rc);
@@ -35,10 +33,8 @@ int CLog::open_writer(const tk_string& location, int pageSize, int cacheSize, in
     s.heapLimit = heapLimit;
     s.writer = true;
     m_handle = dsv_log_init(location, s, &m_status);
-    if (!m_handle)
-        return m_status.code;
-    if (maxRecords == 0)
-        return 0;
+    if (!m_handle) return m_status.code;
+    if (maxRecords == 0) return 0;
     Stmt st;
     int rc = st.prepare(m_handle->db,
                         "INSERT OR REPLACE INTO log_meta(name, value) VALUES('max_records', ?1)");
@@ -55,28 +51,22 @@ int CLog::open_writer(const tk_string& location, int pageSize, int cacheSize, in
 
 int CLog::max_records(uint32_t& limit) {
     limit = 0;
-    if (!m_handle)
-        return fail(API_NOT_CONNECTED, 0);
+    if (!m_handle) return fail(API_NOT_CONNECTED, 0);
     int64_t v = 0;
     int rc = SQLITE_OK;
     int st = stepOnce(m_handle->db, "SELECT value FROM log_meta WHERE name='max_records'", &v, &rc);
-    if (st)
-        return fail(st, rc);
-    if (rc == SQLITE_ROW && v > 0)
-        limit = static_cast<uint32_t>(v);
+    if (st) return fail(st, rc);
+    if (rc == SQLITE_ROW && v > 0) limit = static_cast<uint32_t>(v);
     return 0;
 }
 
 int CLog::sequence_range(uint64_t& first, uint64_t& last) {
     first = last = 0;
-    if (!m_handle)
-        return fail(API_NOT_CONNECTED, 0);
+    if (!m_handle) return fail(API_NOT_CONNECTED, 0);
     Stmt st;
     int rc = st.prepare(m_handle->db, "SELECT min(seq), max(seq) FROM events");
-    if (rc == SQLITE_OK)
-        rc = sqlite3_step(st.get());
-    if (rc != SQLITE_ROW)
-        return fail(statusFromSqlite(rc), rc);
+    if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
+    if (rc != SQLITE_ROW) return fail(statusFromSqlite(rc), rc);
     first = static_cast<uint64_t>(sqlite3_column_int64(st.get(), 0));
     last = static_cast<uint64_t>(sqlite3_column_int64(st.get(), 1));
     return 0;
@@ -85,8 +75,7 @@ int CLog::sequence_range(uint64_t& first, uint64_t& last) {
 int CLog::append(CEvent& event) {
     std::vector<CEvent> one(1, event);
     int st = append(one);
-    if (!st)
-        event.sequenceIndex = one[0].sequenceIndex;
+    if (!st) event.sequenceIndex = one[0].sequenceIndex;
     return st;
 }
 
@@ -98,13 +87,11 @@ int CLog::append(std::vector<CEvent>& events) {
         return fail(m_handle ? API_NOT_PERMITTED : API_NOT_CONNECTED, 0);
     sqlite3* db = m_handle->db;
     int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK)
-        return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_OK) return fail(statusFromSqlite(rc), rc);
     int64_t seq = 0;
     uint32_t limit = 0;
     int st = stepOnce(db, "SELECT coalesce(max(seq), 0) FROM events", &seq, &rc);
-    if (!st)
-        st = max_records(limit);
+    if (!st) st = max_records(limit);
     Stmt ins;
     if (!st) {
         tk_string sql = tk_string("INSERT INTO events(") + kColumns +

@@ -17,9 +17,9 @@
 namespace toolkit {
 
 class CCds {
-public:
-    CCds();                                  // dsv_init()
-    explicit CCds(const tk_string& file);    // dsv_init_path(file)
+  public:
+    CCds();                                // dsv_init()
+    explicit CCds(const tk_string& file);  // dsv_init_path(file)
     ~CCds();
     CCds(const CCds&) = delete;
     CCds& operator=(const CCds&) = delete;
@@ -36,8 +36,7 @@ public:
     // sub-attribute of a leaf, and the owning node).
     int get_leaf(const tk_string& path, api_status_t& status, CElement& value,
                  element_property_t& property);
-    int get_leaf(CPath& path, api_status_t& status, CElement& value,
-                 element_property_t& property);
+    int get_leaf(CPath& path, api_status_t& status, CElement& value, element_property_t& property);
     // One status, value and property per path, in order, from one consistent
     // snapshot of the store.
     int get_leaves(const std::vector<tk_string>& paths, std::vector<api_status_t>& statuses,
@@ -69,8 +68,7 @@ public:
 
     // Child node names / leaf names of a node, in creation order.
     int get_children(const tk_string& node, std::vector<tk_string>& names, api_status_t& status);
-    int get_leaf_names(const tk_string& node, std::vector<tk_string>& names,
-                       api_status_t& status);
+    int get_leaf_names(const tk_string& node, std::vector<tk_string>& names, api_status_t& status);
 
     // Publishes events (acknowledgements, alarms, value changes, log
     // entries); one status per event.
@@ -88,7 +86,7 @@ public:
     int watchdog_ping(api_status_t& status);
     int watchdog_clear(api_status_t& status);
 
-private:
+  private:
     dsv_handle_t m_handle = nullptr;
     tk_string m_watchdog;  // registered watchdog name ("" when none)
 };

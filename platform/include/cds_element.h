@@ -10,9 +10,9 @@
 namespace toolkit {
 
 class CElement {
-public:
-    static const char* const _invalid;     // text of a value that has no text form
-    static const timeval _invalid_time;    // {0, 0}: "no time stamp"
+  public:
+    static const char* const _invalid;   // text of a value that has no text form
+    static const timeval _invalid_time;  // {0, 0}: "no time stamp"
 
     CElement();
     CElement(const CElement& other, const timeval& stamp);  // copy with a new stamp
@@ -41,12 +41,12 @@ public:
     // ("2026-11-21T19:51:46.123456Z"); text as is; no value gives "".
     void to_string(tk_string& out) const;
     tk_string to_string() const;
-    int32_t to_int() const;     // numeric conversion, saturating; text parsed, else 0
+    int32_t to_int() const;  // numeric conversion, saturating; text parsed, else 0
     uint32_t to_uint() const;
     int64_t to_int64() const;
     uint64_t to_uint64() const;
     double to_real() const;
-    bool to_bool() const;       // non-zero numbers, text "true" (any case)
+    bool to_bool() const;  // non-zero numbers, text "true" (any case)
     timeval to_time() const;
 
     // Changes the held value to `type` in place. Text is parsed strictly
@@ -62,7 +62,7 @@ public:
 
     bool operator==(const CElement& o) const;  // same type, value and stamp
 
-private:
+  private:
     data_type_t m_type;
     timeval m_stamp;
     union {

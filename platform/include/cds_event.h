@@ -11,26 +11,26 @@
 namespace toolkit {
 
 class CEvent {
-public:
+  public:
     enum Kind : uint32_t {
-        EVT_VALUE = 1,        // a value change (delta log)
-        EVT_ALARM = 8,        // an alarm raised, changed or cleared
-        EVT_ACK = 16,         // an acknowledgement of an alarm
-        EVT_LOG = 256         // a system-log entry
+        EVT_VALUE = 1,  // a value change (delta log)
+        EVT_ALARM = 8,  // an alarm raised, changed or cleared
+        EVT_ACK = 16,   // an acknowledgement of an alarm
+        EVT_LOG = 256   // a system-log entry
     };
 
     uint32_t type = 0;
     tk_string path = "/";
-    CElement value;            // the recorded value
-    CElement onoff;            // on/off value of a configuration-change event
+    CElement value;  // the recorded value
+    CElement onoff;  // on/off value of a configuration-change event
     tk_string description;
-    uint64_t eventId = 0;      // identifier of the event (alarms: the alarm's id)
+    uint64_t eventId = 0;        // identifier of the event (alarms: the alarm's id)
     uint32_t sequenceIndex = 0;  // position in its log, contiguous per log
-    timeval stamp = {0, 0};    // when it happened (Unix)
+    timeval stamp = {0, 0};      // when it happened (Unix)
     timeval valueTime = CElement::_invalid_time;  // stamp of the recorded value
-    tk_string source;          // who caused it (format_source_string)
+    tk_string source;                             // who caused it (format_source_string)
     // Alarm fields.
-    int ackStatus = 0;         // 0 NotAcked, 1 Acked, 2 Closed
+    int ackStatus = 0;  // 0 NotAcked, 1 Acked, 2 Closed
     uint32_t basePriority = 0;
     bool conditionPresent = false;
     bool autoClosing = false;
@@ -52,7 +52,7 @@ public:
     static tk_string format_source_string(const tk_string& who, const char* user,
                                           const char* address);
 
-private:
+  private:
     uint16_t m_qualityOrLevel = 192;
 };
 

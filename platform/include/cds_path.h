@@ -23,7 +23,7 @@ class CCds;
 }
 
 class CPath {
-public:
+  public:
     CPath() = default;
     explicit CPath(const tk_string& text) : m_text(text) {}
     explicit CPath(const char* text) : m_text(text ? text : "") {}
@@ -103,11 +103,11 @@ public:
     // Resolution recorded by the store (used by CCds only).
     void setResolved(const tk_string& node, const tk_string& leaf, const tk_string& attr);
 
-private:
+  private:
     tk_string m_text;
-    tk_string m_node;  // node owning the leaf
-    tk_string m_leaf;  // leaf name ("" for the root)
-    tk_string m_attr;  // sub-attribute ("" when none)
+    tk_string m_node;       // node owning the leaf
+    tk_string m_leaf;       // leaf name ("" for the root)
+    tk_string m_attr;       // sub-attribute ("" when none)
     tk_string m_colonTail;  // text after ':' as written ("" when none)
     bool m_valid = false;
     bool m_keepText = false;

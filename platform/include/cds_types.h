@@ -10,20 +10,20 @@ typedef std::string tk_string;
 
 // Status codes filled into api_status_t::code. 1 is the only success.
 enum api_status_code_t {
-    API_STATUS_NONE = 0,          // call not made / nothing filled
-    API_SUCCESS = 1,              // success
-    API_NOT_FOUND = 2,            // no such node or leaf
-    API_BAD_VALUE = 3,            // value does not fit the leaf's type, or unknown type
-    API_NOT_PERMITTED = 4,        // refused by the store (wrong kind of path, name clash)
-    API_BAD_PATH = 5,             // malformed path
-    API_BUSY = 6,                 // store locked by another process beyond the busy timeout
-    API_IO_ERROR = 7,             // the store file could not be read or written
-    API_CORRUPT = 8,              // the store file is not a valid store
-    API_NOT_CONNECTED = 9,        // the handle is closed or was never opened
-    API_INVALID_ARGUMENT = 10,    // an argument is out of range (empty list, size mismatch)
-    API_EXISTS = 11,              // the node already exists
-    API_UNKNOWN_ALARM = 12,       // an acknowledgement names an alarm the store does not hold
-    API_SCHEMA_MISMATCH = 13,     // store written by a newer, incompatible schema
+    API_STATUS_NONE = 0,        // call not made / nothing filled
+    API_SUCCESS = 1,            // success
+    API_NOT_FOUND = 2,          // no such node or leaf
+    API_BAD_VALUE = 3,          // value does not fit the leaf's type, or unknown type
+    API_NOT_PERMITTED = 4,      // refused by the store (wrong kind of path, name clash)
+    API_BAD_PATH = 5,           // malformed path
+    API_BUSY = 6,               // store locked by another process beyond the busy timeout
+    API_IO_ERROR = 7,           // the store file could not be read or written
+    API_CORRUPT = 8,            // the store file is not a valid store
+    API_NOT_CONNECTED = 9,      // the handle is closed or was never opened
+    API_INVALID_ARGUMENT = 10,  // an argument is out of range (empty list, size mismatch)
+    API_EXISTS = 11,            // the node already exists
+    API_UNKNOWN_ALARM = 12,     // an acknowledgement names an alarm the store does not hold
+    API_SCHEMA_MISMATCH = 13,   // store written by a newer, incompatible schema
 };
 
 // The status record every data-store call fills. `code` is first on purpose:
@@ -70,11 +70,7 @@ enum dsv_tribool_t {
     DSV_TRI_FALSE = 2   // keep the leaf's property (a new leaf is Normal)
 };
 
-enum syslog_severity_t {
-    SYSLOG_INFO = 1,
-    SYSLOG_CAUTION = 2,
-    SYSLOG_CRITICAL = 3
-};
+enum syslog_severity_t { SYSLOG_INFO = 1, SYSLOG_CAUTION = 2, SYSLOG_CRITICAL = 3 };
 
 // Opaque connection to the store.
 struct dsv_handle;

@@ -11,7 +11,7 @@
 // 0-based index of the state. A boolean Value uses the node's first two
 // PossibleValues as its false and true texts ("false"/"true" when none).
 class CCds_Multistate {
-public:
+  public:
     explicit CCds_Multistate(toolkit::CCds& cds);  // cds must be initialised
 
     // True when the node is multistate; `stateSet` names its state texts.
@@ -28,13 +28,13 @@ public:
     bool StringToMultiValue(const tk_string& path, data_type_t type, const tk_string& text,
                             toolkit::CElement& out, bool& found);
 
-private:
+  private:
     toolkit::CCds& m_cds;
 };
 
 // A leaf of a node template: name such as "/ValueType" and its text value.
 struct SwInfoLeafTemplate {
-    const char* name;   // null ends the list
+    const char* name;  // null ends the list
     const char* value;
 };
 // A node template: nominal parent, path suffix below the bound node ("" for
@@ -57,7 +57,7 @@ enum AppErrors { APP_ERROR_NONE = 0, APP_ERROR_STORE = 1, APP_ERROR_CONFIG = 2 }
 
 // Status of one software component, kept below its software node.
 class CCds_SwInfo {
-public:
+  public:
     CCds_SwInfo() = default;
     CCds_SwInfo(const tk_string& nodePath, toolkit::CCds& cds) { bind(nodePath, cds); }
     void bind(const tk_string& nodePath, toolkit::CCds& cds);
@@ -77,7 +77,7 @@ public:
     // failing status code.
     int FillSwInfoNode(const SwInfoNodeTemplate& tpl);
 
-private:
+  private:
     tk_string m_node;
     toolkit::CCds* m_cds = nullptr;
 };
@@ -85,7 +85,7 @@ private:
 // Connection records: one child node per connection below the bound
 // Connections node, with the text leaves Address, HostName and User.
 class CCDS_Connxns {
-public:
+  public:
     CCDS_Connxns() = default;
     CCDS_Connxns(const tk_string& nodePath, toolkit::CCds& cds) { bind(nodePath, cds); }
     void bind(const tk_string& nodePath, toolkit::CCds& cds);
@@ -94,14 +94,14 @@ public:
     bool RemoveConnxn(const tk_string& name);
     bool RemoveAllConnxns();
 
-private:
+  private:
     tk_string m_node;
     toolkit::CCds* m_cds = nullptr;
 };
 
 // Device list and device quality.
 class CCds_Utils {
-public:
+  public:
     explicit CCds_Utils(toolkit::CCds& cds) : m_cds(cds) {}
     // Paths of the nodes whose "NodeType" leaf is "Device", in creation
     // order. Returns their count (0 or less: none).
@@ -111,6 +111,6 @@ public:
     // above it, else 192 (good).
     void CheckDeviceQuality(const tk_string& path, toolkit::CElement* value);
 
-private:
+  private:
     toolkit::CCds& m_cds;
 };

@@ -17,9 +17,9 @@ typedef dsv_log* dsv_log_handle_t;
 
 // How a log is opened.
 struct dsv_log_settings_t {
-    int pageSize = 0;   // bytes; 0 = SQLite's default (only a new file takes it)
-    int cacheSize = 0;  // bytes; 0 = SQLite's default
-    int heapLimit = 0;  // bytes; process-wide soft heap limit; 0 = left alone
+    int pageSize = 0;     // bytes; 0 = SQLite's default (only a new file takes it)
+    int cacheSize = 0;    // bytes; 0 = SQLite's default
+    int heapLimit = 0;    // bytes; process-wide soft heap limit; 0 = left alone
     bool writer = false;  // false: read-only, never creates or changes the file
 };
 
@@ -40,7 +40,7 @@ namespace toolkit {
 // else a non-zero api_status_code_t (6 busy, 8 corrupt, ...) that is also kept
 // with the SQLite code in last_status(). Nothing here throws.
 class CLog {
-public:
+  public:
     CLog() = default;
     ~CLog();
     CLog(const CLog&) = delete;
@@ -81,7 +81,7 @@ public:
     int max_records(uint32_t& limit);
     int sequence_range(uint64_t& first, uint64_t& last);
 
-private:
+  private:
     int fail(int code, int sqliteCode);
     dsv_log_handle_t m_handle = nullptr;
     api_status_t m_status;

@@ -1,7 +1,8 @@
 // Authorisation of the gateway's clients and the child/leaf listings of a
 // path. The role comes from $REMOTE_USER and the store's role leaves.
-#include <cstdlib>
 #include <strings.h>
+
+#include <cstdlib>
 
 #include "cds_api.h"
 #include "path_syntax.h"
@@ -18,7 +19,8 @@ Role current_role(toolkit::CCds& cds) {
     std::string leaf = std::string(kSecurity) + "/Users/" + user + "/Role";
     path_syntax::Parsed p;
     // A user name that is not one path component cannot own a role leaf.
-    if (!path_syntax::parse(leaf, p) || p.colon || p.parent != std::string(kSecurity) + "/Users/" + user)
+    if (!path_syntax::parse(leaf, p) || p.colon ||
+        p.parent != std::string(kSecurity) + "/Users/" + user)
         return VIEWER;
     api_status_t st;
     toolkit::CElement v;
@@ -60,7 +62,9 @@ bool CPath::is_remove_authorized(toolkit::CCds& cds) const {
     return !head_of(*this).empty() && current_role(cds) == ADMIN;
 }
 
-bool CPath::is_reset_authorized(toolkit::CCds& cds) const { return current_role(cds) == ADMIN; }
+bool CPath::is_reset_authorized(toolkit::CCds& cds) const {
+    return current_role(cds) == ADMIN;
+}
 
 bool CPath::is_operate_authorized(toolkit::CCds& cds) const {
     return current_role(cds) >= OPERATOR;
@@ -83,8 +87,11 @@ int CPath::getAttributeList(const tk_string& attribute, toolkit::CCds& cds,
     std::string head = head_of(*this);
     if (head.empty()) return API_BAD_PATH;
     api_status_t st;
-    if (attribute == "Children") cds.get_children(head, out, st);
-    else if (attribute == "Attributes") cds.get_leaf_names(head, out, st);
-    else return API_INVALID_ARGUMENT;
+    if (attribute == "Children")
+        cds.get_children(head, out, st);
+    else if (attribute == "Attributes")
+        cds.get_leaf_names(head, out, st);
+    else
+        return API_INVALID_ARGUMENT;
     return st.ok() ? 0 : st.code;
 }

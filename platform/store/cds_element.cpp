@@ -2,6 +2,8 @@
 // conversions between types.
 #include "cds_element.h"
 
+#include <strings.h>
+
 #include <cerrno>
 #include <cinttypes>
 #include <climits>
@@ -9,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
 
 #include "element_text.h"
 
@@ -18,7 +19,9 @@ namespace toolkit {
 const char* const CElement::_invalid = "";
 const timeval CElement::_invalid_time = {0, 0};
 
-CElement::CElement() : m_type(DATA_TYPE_NONE), m_stamp(_invalid_time) { m_v.u64 = 0; }
+CElement::CElement() : m_type(DATA_TYPE_NONE), m_stamp(_invalid_time) {
+    m_v.u64 = 0;
+}
 
 CElement::CElement(const CElement& other, const timeval& stamp) : CElement(other) {
     m_stamp = stamp;
@@ -81,16 +84,34 @@ CElement CElement::from_uint64(uint64_t v) {
 void CElement::to_string(tk_string& out) const {
     char buf[64];
     switch (m_type) {
-    case DATA_TYPE_BOOL: out = m_v.b ? "true" : "false"; return;
-    case DATA_TYPE_INT: snprintf(buf, sizeof buf, "%" PRId32, m_v.i); break;
-    case DATA_TYPE_UINT: snprintf(buf, sizeof buf, "%" PRIu32, m_v.u); break;
-    case DATA_TYPE_INT64: snprintf(buf, sizeof buf, "%" PRId64, m_v.i64); break;
-    case DATA_TYPE_UINT64: snprintf(buf, sizeof buf, "%" PRIu64, m_v.u64); break;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: out = elem_text::format_real(m_v.d); return;
-    case DATA_TYPE_TIME: out = elem_text::format_time(m_v.t); return;
-    case DATA_TYPE_STRING: out = m_s; return;
-    default: out = _invalid; return;
+        case DATA_TYPE_BOOL:
+            out = m_v.b ? "true" : "false";
+            return;
+        case DATA_TYPE_INT:
+            snprintf(buf, sizeof buf, "%" PRId32, m_v.i);
+            break;
+        case DATA_TYPE_UINT:
+            snprintf(buf, sizeof buf, "%" PRIu32, m_v.u);
+            break;
+        case DATA_TYPE_INT64:
+            snprintf(buf, sizeof buf, "%" PRId64, m_v.i64);
+            break;
+        case DATA_TYPE_UINT64:
+            snprintf(buf, sizeof buf, "%" PRIu64, m_v.u64);
+            break;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT:
+            out = elem_text::format_real(m_v.d);
+            return;
+        case DATA_TYPE_TIME:
+            out = elem_text::format_time(m_v.t);
+            return;
+        case DATA_TYPE_STRING:
+            out = m_s;
+            return;
+        default:
+            out = _invalid;
+            return;
     }
     out = buf;
 }
@@ -117,23 +138,25 @@ T saturate(long double v) {
 // same for all target types.
 static long double wide_value(const CElement& e, const tk_string& text) {
     switch (e.type()) {
-    case DATA_TYPE_BOOL: return e.to_bool() ? 1 : 0;
-    case DATA_TYPE_STRING: {
-        long double v = 0;
-        return elem_text::parse_number(text, v) ? v : 0;
-    }
-    default: return 0;
+        case DATA_TYPE_BOOL:
+            return e.to_bool() ? 1 : 0;
+        case DATA_TYPE_STRING: {
+            long double v = 0;
+            return elem_text::parse_number(text, v) ? v : 0;
+        }
+        default:
+            return 0;
     }
 }
 
-#define WIDE()                                                                          \
-    (m_type == DATA_TYPE_INT      ? (long double)m_v.i                                  \
-     : m_type == DATA_TYPE_UINT   ? (long double)m_v.u                                  \
-     : m_type == DATA_TYPE_INT64  ? (long double)m_v.i64                                \
-     : m_type == DATA_TYPE_UINT64 ? (long double)m_v.u64                                \
-     : (m_type == DATA_TYPE_REAL || m_type == DATA_TYPE_FLOAT) ? (long double)m_v.d      \
-     : m_type == DATA_TYPE_TIME   ? (long double)m_v.t.tv_sec + m_v.t.tv_usec / 1e6L    \
-                                  : wide_value(*this, m_s))
+#define WIDE()                                                                        \
+    (m_type == DATA_TYPE_INT                                   ? (long double)m_v.i   \
+     : m_type == DATA_TYPE_UINT                                ? (long double)m_v.u   \
+     : m_type == DATA_TYPE_INT64                               ? (long double)m_v.i64 \
+     : m_type == DATA_TYPE_UINT64                              ? (long double)m_v.u64 \
+     : (m_type == DATA_TYPE_REAL || m_type == DATA_TYPE_FLOAT) ? (long double)m_v.d   \
+     : m_type == DATA_TYPE_TIME ? (long double)m_v.t.tv_sec + m_v.t.tv_usec / 1e6L    \
+                                : wide_value(*this, m_s))
 
 int32_t CElement::to_int() const {
     if (m_type == DATA_TYPE_INT) return m_v.i;
@@ -159,11 +182,16 @@ double CElement::to_real() const {
 
 bool CElement::to_bool() const {
     switch (m_type) {
-    case DATA_TYPE_BOOL: return m_v.b;
-    case DATA_TYPE_STRING: return strcasecmp(m_s.c_str(), "true") == 0 && m_s.size() == 4;
-    case DATA_TYPE_NONE: return false;
-    case DATA_TYPE_TIME: return m_v.t.tv_sec != 0 || m_v.t.tv_usec != 0;
-    default: return to_real() != 0;
+        case DATA_TYPE_BOOL:
+            return m_v.b;
+        case DATA_TYPE_STRING:
+            return strcasecmp(m_s.c_str(), "true") == 0 && m_s.size() == 4;
+        case DATA_TYPE_NONE:
+            return false;
+        case DATA_TYPE_TIME:
+            return m_v.t.tv_sec != 0 || m_v.t.tv_usec != 0;
+        default:
+            return to_real() != 0;
     }
 }
 
@@ -206,17 +234,26 @@ bool CElement::operator==(const CElement& o) const {
         m_stamp.tv_usec != o.m_stamp.tv_usec)
         return false;
     switch (m_type) {
-    case DATA_TYPE_NONE: return true;
-    case DATA_TYPE_BOOL: return m_v.b == o.m_v.b;
-    case DATA_TYPE_INT: return m_v.i == o.m_v.i;
-    case DATA_TYPE_UINT: return m_v.u == o.m_v.u;
-    case DATA_TYPE_TIME: return m_v.t.tv_sec == o.m_v.t.tv_sec && m_v.t.tv_usec == o.m_v.t.tv_usec;
-    case DATA_TYPE_STRING: return m_s == o.m_s;
-    // Reals compare bit for bit: a stored NaN equals itself, -0 differs from 0.
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: return memcmp(&m_v.d, &o.m_v.d, sizeof(double)) == 0;
-    case DATA_TYPE_INT64: return m_v.i64 == o.m_v.i64;
-    default: return m_v.u64 == o.m_v.u64;
+        case DATA_TYPE_NONE:
+            return true;
+        case DATA_TYPE_BOOL:
+            return m_v.b == o.m_v.b;
+        case DATA_TYPE_INT:
+            return m_v.i == o.m_v.i;
+        case DATA_TYPE_UINT:
+            return m_v.u == o.m_v.u;
+        case DATA_TYPE_TIME:
+            return m_v.t.tv_sec == o.m_v.t.tv_sec && m_v.t.tv_usec == o.m_v.t.tv_usec;
+        case DATA_TYPE_STRING:
+            return m_s == o.m_s;
+        // Reals compare bit for bit: a stored NaN equals itself, -0 differs from 0.
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT:
+            return memcmp(&m_v.d, &o.m_v.d, sizeof(double)) == 0;
+        case DATA_TYPE_INT64:
+            return m_v.i64 == o.m_v.i64;
+        default:
+            return m_v.u64 == o.m_v.u64;
     }
 }
 

@@ -141,7 +141,9 @@ void dsv_close(dsv_handle_t handle) {
     delete handle;
 }
 
-tk_string dsv_store_path(dsv_handle_t handle) { return handle ? handle->file : ""; }
+tk_string dsv_store_path(dsv_handle_t handle) {
+    return handle ? handle->file : "";
+}
 
 void dsv_set_busy_timeout(dsv_handle_t handle, int milliseconds) {
     if (!handle) return;
@@ -153,7 +155,9 @@ namespace toolkit {
 
 CCds::CCds() : m_handle(dsv_init()) {}
 CCds::CCds(const tk_string& file) : m_handle(dsv_init_path(file)) {}
-CCds::~CCds() { close(); }
+CCds::~CCds() {
+    close();
+}
 
 bool CCds::init() {
     if (!m_handle) m_handle = dsv_init();

@@ -68,8 +68,8 @@ bool CCds_Multistate::GetEnumValue(const tk_string& stateSet, const tk_string& t
 }
 
 // A boolean's texts are the node's first two states (false, then true).
-static void bool_texts(toolkit::CCds& cds, const std::string& node, std::string& f,
-                       std::string& t, bool& own) {
+static void bool_texts(toolkit::CCds& cds, const std::string& node, std::string& f, std::string& t,
+                       bool& own) {
     std::vector<std::string> states;
     own = states_of(cds, node, states) && states.size() >= 2;
     f = own ? states[0] : "false";
@@ -90,9 +90,12 @@ bool CCds_Multistate::GetBoolFromString(const tk_string& nodePath, const tk_stri
     bool own;
     bool_texts(m_cds, nodePath, f, t, own);
     // "true"/"false" are always understood, whatever the node calls its states.
-    if (text == t || same_text(text, "true")) value = true;
-    else if (text == f || same_text(text, "false")) value = false;
-    else return false;
+    if (text == t || same_text(text, "true"))
+        value = true;
+    else if (text == f || same_text(text, "false"))
+        value = false;
+    else
+        return false;
     return true;
 }
 
@@ -128,7 +131,8 @@ int CCds_Utils::GetDeviceList(std::vector<tk_string>& devices) {
     int rc = SQLITE_OK;
     sqlite3_stmt* s = h->db.stmt(
         "SELECT n.path FROM node n JOIN leaf l ON l.node=n.id WHERE l.name='NodeType'"
-        " AND l.type=6 AND l.value='Device' ORDER BY n.id", &rc);
+        " AND l.type=6 AND l.value='Device' ORDER BY n.id",
+        &rc);
     if (!s) return -1;
     platform_sql::StmtGuard g(s);
     while ((rc = sqlite3_step(s)) == SQLITE_ROW) devices.push_back(platform_sql::column_text(s, 0));

@@ -102,11 +102,16 @@ void CPath::PathToNodeName(const tk_string& path, tk_string& out) {
     size_t i = (!path.empty() && path[0] == '/') ? 1 : 0;
     for (; i < path.size(); ++i) {
         char c = path[i];
-        if (c == '/') out += '.';
-        else if (c == '%') out += "%25";
-        else if (c == '.') out += "%2E";
-        else if (c == ':') out += "%3A";
-        else out += c;
+        if (c == '/')
+            out += '.';
+        else if (c == '%')
+            out += "%25";
+        else if (c == '.')
+            out += "%2E";
+        else if (c == ':')
+            out += "%3A";
+        else
+            out += c;
     }
 }
 

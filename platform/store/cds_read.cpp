@@ -24,8 +24,8 @@ std::string joined(const std::vector<std::string>& names) {
 }
 
 // "Children" / "Attributes" of an existing node, as one ";"-joined text.
-int computed_list(dsv_handle* h, const std::string& node, const std::string& which,
-                  CElement& value, element_property_t& property) {
+int computed_list(dsv_handle* h, const std::string& node, const std::string& which, CElement& value,
+                  element_property_t& property) {
     int64_t id = 0;
     int st = cds_store::node_id(h, node, id);
     if (st != API_SUCCESS) return st;
@@ -187,8 +187,7 @@ bool CCds::node_exists(const tk_string& path) {
     return st.ok();
 }
 
-int CCds::get_children(const tk_string& node, std::vector<tk_string>& names,
-                       api_status_t& status) {
+int CCds::get_children(const tk_string& node, std::vector<tk_string>& names, api_status_t& status) {
     names.clear();
     int64_t id;
     if (node_of(m_handle, node, id, status) != API_SUCCESS) return -1;

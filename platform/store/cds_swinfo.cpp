@@ -37,9 +37,11 @@ int write_point(toolkit::CCds* cds, const std::string& nodeIn, const CElement& v
     int64_t id = 0;
     st = cds_store::create_node(h, node, id);
     if (st == API_SUCCESS && valueType)
-        st = cds_store::write_leaf(h, id, node, "ValueType", CElement::from_string(valueType), -1, "");
+        st = cds_store::write_leaf(h, id, node, "ValueType", CElement::from_string(valueType), -1,
+                                   "");
     if (st == API_SUCCESS && states)
-        st = cds_store::write_leaf(h, id, node, "PossibleValues", CElement::from_string(states), -1, "");
+        st = cds_store::write_leaf(h, id, node, "PossibleValues", CElement::from_string(states), -1,
+                                   "");
     if (st == API_EXISTS) st = API_SUCCESS;
     if (st == API_SUCCESS) st = cds_store::write_leaf(h, id, node, "Value", value, -1, "");
     if (st == API_SUCCESS) st = platform_sql::status_of(t.commit());
@@ -72,7 +74,8 @@ int CCds_SwInfo::SetAppError(AppErrors error) {
 }
 
 int CCds_SwInfo::SetIntValue(const tk_string& path, const tk_string& name, int value) {
-    int st = write_point(m_cds, point_path(path, name), CElement::from_int(value), nullptr, nullptr);
+    int st =
+        write_point(m_cds, point_path(path, name), CElement::from_int(value), nullptr, nullptr);
     return st == API_SUCCESS ? 0 : st;
 }
 
@@ -94,7 +97,8 @@ int CCds_SwInfo::UpdateIntValue(const tk_string& path, const tk_string& name, in
     element_property_t prop;
     st = cds_store::read_leaf_by_id(h, id, "Value", v, prop);
     if (st != API_SUCCESS && st != API_NOT_FOUND) return st;
-    int next = static_cast<int>(static_cast<unsigned>(v.to_int()) + static_cast<unsigned>(increment));
+    int next =
+        static_cast<int>(static_cast<unsigned>(v.to_int()) + static_cast<unsigned>(increment));
     st = cds_store::write_leaf(h, id, node, "Value", CElement::from_int(next), -1, "");
     if (st == API_SUCCESS) st = platform_sql::status_of(t.commit());
     if (st != API_SUCCESS) return st;
@@ -121,10 +125,14 @@ static bool template_value(const SwInfoNodeTemplate& tpl, const char* name, cons
     std::string vt = "String";
     for (const SwInfoLeafTemplate* l = tpl.leaves; l && l->name; ++l)
         if (strcmp(l->name, "/ValueType") == 0 && l->value) vt = l->value;
-    if (vt == "None") skip = true;
-    else if (vt == "Integer") return out.convert_type(DATA_TYPE_INT);
-    else if (vt == "Real") return out.convert_type(DATA_TYPE_REAL);
-    else if (vt == "timeval") return out.convert_type(DATA_TYPE_TIME);
+    if (vt == "None")
+        skip = true;
+    else if (vt == "Integer")
+        return out.convert_type(DATA_TYPE_INT);
+    else if (vt == "Real")
+        return out.convert_type(DATA_TYPE_REAL);
+    else if (vt == "timeval")
+        return out.convert_type(DATA_TYPE_TIME);
     return true;
 }
 
@@ -148,14 +156,15 @@ void CCDS_Connxns::bind(const tk_string& nodePath, toolkit::CCds& cds) {
     m_cds = &cds;
 }
 
-bool CCDS_Connxns::AddConnxn(const tk_string& name, const tk_string& address,
-                             const tk_string& host, const tk_string& user) {
+bool CCDS_Connxns::AddConnxn(const tk_string& name, const tk_string& address, const tk_string& host,
+                             const tk_string& user) {
     if (!m_cds || name.find('/') != tk_string::npos) return false;
     timeval now;
     gettimeofday(&now, nullptr);
-    const std::pair<const char*, CElement> leaves[] = {
-        {"Address", CElement::from_string(address)}, {"HostName", CElement::from_string(host)},
-        {"User", CElement::from_string(user)}, {"Since", CElement::from_time(now)}};
+    const std::pair<const char*, CElement> leaves[] = {{"Address", CElement::from_string(address)},
+                                                       {"HostName", CElement::from_string(host)},
+                                                       {"User", CElement::from_string(user)},
+                                                       {"Since", CElement::from_time(now)}};
     return cds_store::write_node(m_cds->handle(), path_syntax::join(m_node, name), leaves, 4, "") ==
            API_SUCCESS;
 }

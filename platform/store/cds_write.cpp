@@ -44,8 +44,8 @@ int resolve_write(dsv_handle* h, const Parsed& p, Target& t) {
     return st == API_SUCCESS ? API_NOT_PERMITTED : st;  // no writes to sub-attributes
 }
 
-int write_one(dsv_handle* h, const std::string& path, const CElement& value,
-              dsv_tribool_t persist, const std::string& source) {
+int write_one(dsv_handle* h, const std::string& path, const CElement& value, dsv_tribool_t persist,
+              const std::string& source) {
     int property = persist == DSV_TRI_TRUE ? ELEMENT_PERSISTENT : -1;
     return cds_store::write_path(h, path, value, property, source);
 }
@@ -168,8 +168,8 @@ int CCds::set_leaf(const tk_string& path, const CElement& value, api_status_t& s
 }
 
 int CCds::set_leaves(const std::vector<tk_string>& paths, const std::vector<CElement>& values,
-                     const std::vector<dsv_tribool_t>& persist,
-                     std::vector<api_status_t>& statuses, const tk_string& source) {
+                     const std::vector<dsv_tribool_t>& persist, std::vector<api_status_t>& statuses,
+                     const tk_string& source) {
     statuses.assign(paths.size(), api_status_t());
     api_status_t whole;
     if (values.size() != paths.size() || (!persist.empty() && persist.size() != paths.size())) {
@@ -190,8 +190,7 @@ int CCds::set_leaves(const std::vector<tk_string>& paths, const std::vector<CEle
     return rc;
 }
 
-int CCds::set_property(const tk_string& path, element_property_t property,
-                       api_status_t& status) {
+int CCds::set_property(const tk_string& path, element_property_t property, api_status_t& status) {
     return in_write(m_handle, status, [&] {
         if (property < ELEMENT_NORMAL || property > ELEMENT_MPL) return (int)API_INVALID_ARGUMENT;
         Parsed p;

@@ -3,16 +3,17 @@
 // that only partly matches what was typed.
 #include "element_text.h"
 
+#include <strings.h>
+
 #include <cctype>
-#include <charconv>
 #include <cerrno>
+#include <charconv>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <strings.h>
 
 using toolkit::CElement;
 
@@ -53,7 +54,8 @@ tk_string format_time(const timeval& tvIn) {
 // strtoll and friends skip leading blanks and accept "+"; a stored value must
 // be written exactly, so neither is allowed here.
 static bool plain_start(const tk_string& t) {
-    return !t.empty() && !isspace(static_cast<unsigned char>(t[0])) && t.find('\0') == tk_string::npos;
+    return !t.empty() && !isspace(static_cast<unsigned char>(t[0])) &&
+           t.find('\0') == tk_string::npos;
 }
 
 bool parse_int64(const tk_string& t, int64_t& v) {
@@ -137,10 +139,14 @@ bool parse_number(const tk_string& t, long double& v) {
     int64_t i;
     uint64_t u;
     double d;
-    if (parse_int64(t, i)) v = i;
-    else if (parse_uint64(t, u)) v = u;
-    else if (parse_real(t, d)) v = d;
-    else return false;
+    if (parse_int64(t, i))
+        v = i;
+    else if (parse_uint64(t, u))
+        v = u;
+    else if (parse_real(t, d))
+        v = d;
+    else
+        return false;
     return true;
 }
 
@@ -156,20 +162,25 @@ struct Num {
 
 bool to_num(const CElement& e, Num& n) {
     switch (e.type()) {
-    case DATA_TYPE_BOOL: n.i = e.to_bool() ? 1 : 0; return true;
-    case DATA_TYPE_INT:
-    case DATA_TYPE_INT64: n.i = e.to_int64(); return true;
-    case DATA_TYPE_UINT:
-    case DATA_TYPE_UINT64:
-        n.kind = Num::UNSIGNED;
-        n.u = e.to_uint64();
-        return true;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT:
-        n.kind = Num::REAL;
-        n.d = e.to_real();
-        return true;
-    default: return false;
+        case DATA_TYPE_BOOL:
+            n.i = e.to_bool() ? 1 : 0;
+            return true;
+        case DATA_TYPE_INT:
+        case DATA_TYPE_INT64:
+            n.i = e.to_int64();
+            return true;
+        case DATA_TYPE_UINT:
+        case DATA_TYPE_UINT64:
+            n.kind = Num::UNSIGNED;
+            n.u = e.to_uint64();
+            return true;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT:
+            n.kind = Num::REAL;
+            n.d = e.to_real();
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -177,10 +188,14 @@ bool to_num(const CElement& e, Num& n) {
 // holds it in both fields: `i` when it fits int64, `u` when not negative.
 bool fits(const Num& n, long double lo, long double hi, Num& out) {
     long double v;
-    if (n.kind == Num::SIGNED) v = n.i;
-    else if (n.kind == Num::UNSIGNED) v = n.u;
-    else if (!std::isfinite(n.d) || std::trunc(n.d) != n.d) return false;
-    else v = n.d;
+    if (n.kind == Num::SIGNED)
+        v = n.i;
+    else if (n.kind == Num::UNSIGNED)
+        v = n.u;
+    else if (!std::isfinite(n.d) || std::trunc(n.d) != n.d)
+        return false;
+    else
+        v = n.d;
     if (v < lo || v > hi) return false;
     out = Num();
     out.kind = v < 0 ? Num::SIGNED : Num::UNSIGNED;
@@ -202,76 +217,80 @@ bool fits(const Num& n, long double lo, long double hi, Num& out) {
 bool from_num(const Num& n, data_type_t type, CElement& out) {
     Num w;
     switch (type) {
-    case DATA_TYPE_BOOL:
-        if (!fits(n, 0, 1, w)) return false;
-        out = CElement::from_bool(w.u != 0);
-        return true;
-    case DATA_TYPE_INT:
-        if (!fits(n, INT32_MIN, INT32_MAX, w)) return false;
-        out = CElement::from_int(static_cast<int32_t>(w.i));
-        return true;
-    case DATA_TYPE_UINT:
-        if (!fits(n, 0, UINT32_MAX, w)) return false;
-        out = CElement::from_uint(static_cast<uint32_t>(w.u));
-        return true;
-    case DATA_TYPE_INT64:
-        if (!fits(n, (long double)INT64_MIN, (long double)INT64_MAX, w)) return false;
-        if (w.kind == Num::UNSIGNED && w.u > static_cast<uint64_t>(INT64_MAX)) return false;
-        out = CElement::from_int64(w.i);
-        return true;
-    case DATA_TYPE_UINT64:
-        if (!fits(n, 0, (long double)UINT64_MAX, w)) return false;
-        out = CElement::from_uint64(w.u);
-        return true;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: {
-        double d = n.kind == Num::REAL ? n.d : n.kind == Num::SIGNED ? (double)n.i : (double)n.u;
-        out = type == DATA_TYPE_REAL ? CElement::from_real(d) : CElement::from_float(d);
-        return true;
-    }
-    case DATA_TYPE_TIME: {
-        if (n.kind == Num::REAL) {
-            if (!std::isfinite(n.d) || std::fabs(n.d) > 9.2e15) return false;
-            double s = std::floor(n.d);
-            timeval tv = {static_cast<time_t>(s), static_cast<suseconds_t>(std::llround((n.d - s) * 1e6))};
+        case DATA_TYPE_BOOL:
+            if (!fits(n, 0, 1, w)) return false;
+            out = CElement::from_bool(w.u != 0);
+            return true;
+        case DATA_TYPE_INT:
+            if (!fits(n, INT32_MIN, INT32_MAX, w)) return false;
+            out = CElement::from_int(static_cast<int32_t>(w.i));
+            return true;
+        case DATA_TYPE_UINT:
+            if (!fits(n, 0, UINT32_MAX, w)) return false;
+            out = CElement::from_uint(static_cast<uint32_t>(w.u));
+            return true;
+        case DATA_TYPE_INT64:
+            if (!fits(n, (long double)INT64_MIN, (long double)INT64_MAX, w)) return false;
+            if (w.kind == Num::UNSIGNED && w.u > static_cast<uint64_t>(INT64_MAX)) return false;
+            out = CElement::from_int64(w.i);
+            return true;
+        case DATA_TYPE_UINT64:
+            if (!fits(n, 0, (long double)UINT64_MAX, w)) return false;
+            out = CElement::from_uint64(w.u);
+            return true;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT: {
+            double d = n.kind == Num::REAL     ? n.d
+                       : n.kind == Num::SIGNED ? (double)n.i
+                                               : (double)n.u;
+            out = type == DATA_TYPE_REAL ? CElement::from_real(d) : CElement::from_float(d);
+            return true;
+        }
+        case DATA_TYPE_TIME: {
+            if (n.kind == Num::REAL) {
+                if (!std::isfinite(n.d) || std::fabs(n.d) > 9.2e15) return false;
+                double s = std::floor(n.d);
+                timeval tv = {static_cast<time_t>(s),
+                              static_cast<suseconds_t>(std::llround((n.d - s) * 1e6))};
+                out = CElement::from_time(tv);
+                return true;
+            }
+            if (n.kind == Num::UNSIGNED && n.u > static_cast<uint64_t>(INT64_MAX)) return false;
+            timeval tv = {static_cast<time_t>(n.kind == Num::SIGNED ? n.i : (int64_t)n.u), 0};
             out = CElement::from_time(tv);
             return true;
         }
-        if (n.kind == Num::UNSIGNED && n.u > static_cast<uint64_t>(INT64_MAX)) return false;
-        timeval tv = {static_cast<time_t>(n.kind == Num::SIGNED ? n.i : (int64_t)n.u), 0};
-        out = CElement::from_time(tv);
-        return true;
-    }
-    default: return false;
+        default:
+            return false;
     }
 }
 
 bool from_text(const tk_string& t, data_type_t type, CElement& out) {
     Num n;
     switch (type) {
-    case DATA_TYPE_BOOL: {
-        bool b;
-        if (!parse_bool(t, b)) return false;
-        out = CElement::from_bool(b);
-        return true;
-    }
-    case DATA_TYPE_TIME: {
-        timeval tv;
-        if (!parse_time(t, tv)) return false;
-        out = CElement::from_time(tv);
-        return true;
-    }
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT:
-        n.kind = Num::REAL;
-        if (!parse_real(t, n.d)) return false;
-        return from_num(n, type, out);
-    default:
-        // Integer targets take integer text only: "1.0" is not an int.
-        if (parse_int64(t, n.i)) return from_num(n, type, out);
-        n.kind = Num::UNSIGNED;
-        if (parse_uint64(t, n.u)) return from_num(n, type, out);
-        return false;
+        case DATA_TYPE_BOOL: {
+            bool b;
+            if (!parse_bool(t, b)) return false;
+            out = CElement::from_bool(b);
+            return true;
+        }
+        case DATA_TYPE_TIME: {
+            timeval tv;
+            if (!parse_time(t, tv)) return false;
+            out = CElement::from_time(tv);
+            return true;
+        }
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT:
+            n.kind = Num::REAL;
+            if (!parse_real(t, n.d)) return false;
+            return from_num(n, type, out);
+        default:
+            // Integer targets take integer text only: "1.0" is not an int.
+            if (parse_int64(t, n.i)) return from_num(n, type, out);
+            n.kind = Num::UNSIGNED;
+            if (parse_uint64(t, n.u)) return from_num(n, type, out);
+            return false;
     }
 }
 }  // namespace
@@ -289,7 +308,8 @@ bool convert(const CElement& src, data_type_t type, CElement& out) {
     if (src.type() == DATA_TYPE_STRING) return from_text(src.to_string(), type, out);
     if (src.type() == DATA_TYPE_TIME) {
         timeval tv = src.to_time();
-        if (type == DATA_TYPE_TIME) out = src;
+        if (type == DATA_TYPE_TIME)
+            out = src;
         else if (type == DATA_TYPE_REAL || type == DATA_TYPE_FLOAT) {
             double d = tv.tv_sec + tv.tv_usec / 1e6;
             out = type == DATA_TYPE_REAL ? CElement::from_real(d) : CElement::from_float(d);

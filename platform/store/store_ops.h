@@ -15,8 +15,8 @@
 #include "path_syntax.h"
 
 struct dsv_handle {
-    std::string file;      // absolute path of the store file
-    pid_t pid = 0;         // process that opened `db`
+    std::string file;  // absolute path of the store file
+    pid_t pid = 0;     // process that opened `db`
     int busyMs = 5000;
     platform_sql::SqlDb db;
 };
@@ -37,12 +37,12 @@ void set_status(api_status_t& status, int code);
 
 // A transaction that rolls back unless committed.
 class Txn {
-public:
+  public:
     Txn(dsv_handle* h, bool write);
     ~Txn();
-    int rc() const { return m_rc; }    // SQLite code of BEGIN
-    int commit();                      // SQLite code of COMMIT
-private:
+    int rc() const { return m_rc; }  // SQLite code of BEGIN
+    int commit();                    // SQLite code of COMMIT
+  private:
     dsv_handle* m_h;
     int m_rc;
     bool m_open;
@@ -60,9 +60,9 @@ int leaf_exists(dsv_handle* h, int64_t nodeId, const std::string& name);
 // the property of an existing leaf (a new one gets 0). A value without a
 // stamp is stamped now unless `keepStamp`. Refuses (4) a name held by a
 // child node.
-int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath,
-               const std::string& name, const toolkit::CElement& value, int property,
-               const std::string& source, bool keepStamp = false);
+int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath, const std::string& name,
+               const toolkit::CElement& value, int property, const std::string& source,
+               bool keepStamp = false);
 struct LeafRecord {
     std::string name;
     toolkit::CElement value;
@@ -74,8 +74,8 @@ int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out);
 // Writes the leaf a path names, by the write rules of CCds::set_leaf, with
 // `property` as in write_leaf. write_path_now runs it as its own transaction
 // and returns 0 on success.
-int write_path(dsv_handle* h, const std::string& path, const toolkit::CElement& value,
-               int property, const std::string& source);
+int write_path(dsv_handle* h, const std::string& path, const toolkit::CElement& value, int property,
+               const std::string& source);
 int write_path_now(dsv_handle* h, const std::string& path, const toolkit::CElement& value,
                    int property, const std::string& source, api_status_t& status);
 // Creates node `path` when missing and writes `count` leaves, all in one

@@ -13,7 +13,9 @@ using toolkit::CElement;
 
 namespace cds_store {
 
-static int code_of(int rc) { return platform_sql::status_of(rc); }
+static int code_of(int rc) {
+    return platform_sql::status_of(rc);
+}
 
 bool is_computed_name(const std::string& name) {
     return name == "Children" || name == "Attributes";
@@ -44,25 +46,38 @@ static CElement element_of(sqlite3_stmt* s, element_property_t& property) {
     bool null = sqlite3_column_type(s, 1) == SQLITE_NULL;
     sqlite3_int64 i = sqlite3_column_int64(s, 1);
     switch (type) {
-    case DATA_TYPE_BOOL: e = CElement::from_bool(i != 0); break;
-    case DATA_TYPE_INT: e = CElement::from_int(static_cast<int32_t>(i)); break;
-    case DATA_TYPE_UINT: e = CElement::from_uint(static_cast<uint32_t>(i)); break;
-    case DATA_TYPE_INT64: e = CElement::from_int64(i); break;
-    case DATA_TYPE_UINT64: e = CElement::from_uint64(static_cast<uint64_t>(i)); break;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: {
-        // SQLite turns NaN into NULL; a NULL real is read back as NaN.
-        double d = null ? __builtin_nan("") : sqlite3_column_double(s, 1);
-        e = type == DATA_TYPE_REAL ? CElement::from_real(d) : CElement::from_float(d);
-        break;
-    }
-    case DATA_TYPE_TIME: {
-        timeval tv = {static_cast<time_t>(i / 1000000), static_cast<suseconds_t>(i % 1000000)};
-        e = CElement::from_time(tv);  // normalises a negative remainder
-        break;
-    }
-    case DATA_TYPE_STRING: e = CElement::from_string(column_text(s, 1)); break;
-    default: break;
+        case DATA_TYPE_BOOL:
+            e = CElement::from_bool(i != 0);
+            break;
+        case DATA_TYPE_INT:
+            e = CElement::from_int(static_cast<int32_t>(i));
+            break;
+        case DATA_TYPE_UINT:
+            e = CElement::from_uint(static_cast<uint32_t>(i));
+            break;
+        case DATA_TYPE_INT64:
+            e = CElement::from_int64(i);
+            break;
+        case DATA_TYPE_UINT64:
+            e = CElement::from_uint64(static_cast<uint64_t>(i));
+            break;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT: {
+            // SQLite turns NaN into NULL; a NULL real is read back as NaN.
+            double d = null ? __builtin_nan("") : sqlite3_column_double(s, 1);
+            e = type == DATA_TYPE_REAL ? CElement::from_real(d) : CElement::from_float(d);
+            break;
+        }
+        case DATA_TYPE_TIME: {
+            timeval tv = {static_cast<time_t>(i / 1000000), static_cast<suseconds_t>(i % 1000000)};
+            e = CElement::from_time(tv);  // normalises a negative remainder
+            break;
+        }
+        case DATA_TYPE_STRING:
+            e = CElement::from_string(column_text(s, 1));
+            break;
+        default:
+            break;
     }
     timeval stamp = {static_cast<time_t>(sqlite3_column_int64(s, 2)),
                      static_cast<suseconds_t>(sqlite3_column_int64(s, 3))};
@@ -124,7 +139,8 @@ int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out) {
     int rc = SQLITE_OK;
     sqlite3_stmt* s = h->db.stmt(
         "SELECT type, value, sec, usec, property, name, source FROM leaf WHERE node=?1"
-        " ORDER BY seq", &rc);
+        " ORDER BY seq",
+        &rc);
     if (!s) return code_of(rc);
     StmtGuard g(s);
     sqlite3_bind_int64(s, 1, nodeId);
@@ -140,28 +156,42 @@ int read_leaves(dsv_handle* h, int64_t nodeId, std::vector<LeafRecord>& out) {
 
 static void bind_element(sqlite3_stmt* s, int idx, const CElement& v) {
     switch (v.type()) {
-    case DATA_TYPE_BOOL: sqlite3_bind_int64(s, idx, v.to_bool() ? 1 : 0); break;
-    case DATA_TYPE_INT: sqlite3_bind_int64(s, idx, v.to_int()); break;
-    case DATA_TYPE_UINT: sqlite3_bind_int64(s, idx, v.to_uint()); break;
-    case DATA_TYPE_INT64: sqlite3_bind_int64(s, idx, v.to_int64()); break;
-    case DATA_TYPE_UINT64:
-        sqlite3_bind_int64(s, idx, static_cast<sqlite3_int64>(v.to_uint64()));
-        break;
-    case DATA_TYPE_REAL:
-    case DATA_TYPE_FLOAT: sqlite3_bind_double(s, idx, v.to_real()); break;
-    case DATA_TYPE_TIME: {
-        timeval tv = v.to_time();
-        sqlite3_bind_int64(s, idx, static_cast<sqlite3_int64>(tv.tv_sec) * 1000000 + tv.tv_usec);
-        break;
-    }
-    case DATA_TYPE_STRING: bind_text(s, idx, v.to_string()); break;
-    default: sqlite3_bind_null(s, idx); break;
+        case DATA_TYPE_BOOL:
+            sqlite3_bind_int64(s, idx, v.to_bool() ? 1 : 0);
+            break;
+        case DATA_TYPE_INT:
+            sqlite3_bind_int64(s, idx, v.to_int());
+            break;
+        case DATA_TYPE_UINT:
+            sqlite3_bind_int64(s, idx, v.to_uint());
+            break;
+        case DATA_TYPE_INT64:
+            sqlite3_bind_int64(s, idx, v.to_int64());
+            break;
+        case DATA_TYPE_UINT64:
+            sqlite3_bind_int64(s, idx, static_cast<sqlite3_int64>(v.to_uint64()));
+            break;
+        case DATA_TYPE_REAL:
+        case DATA_TYPE_FLOAT:
+            sqlite3_bind_double(s, idx, v.to_real());
+            break;
+        case DATA_TYPE_TIME: {
+            timeval tv = v.to_time();
+            sqlite3_bind_int64(s, idx,
+                               static_cast<sqlite3_int64>(tv.tv_sec) * 1000000 + tv.tv_usec);
+            break;
+        }
+        case DATA_TYPE_STRING:
+            bind_text(s, idx, v.to_string());
+            break;
+        default:
+            sqlite3_bind_null(s, idx);
+            break;
     }
 }
 
-int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath,
-               const std::string& name, const CElement& value, int property,
-               const std::string& source, bool keepStamp) {
+int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath, const std::string& name,
+               const CElement& value, int property, const std::string& source, bool keepStamp) {
     if (is_computed_name(name)) return API_NOT_PERMITTED;
     int64_t clash = 0;
     int st = node_id(h, path_syntax::join(nodePath, name), clash);
@@ -194,8 +224,7 @@ int write_leaf(dsv_handle* h, int64_t nodeId, const std::string& nodePath,
 static int insert_node(dsv_handle* h, int64_t parent, const std::string& path,
                        const std::string& name, int64_t& id) {
     int rc = SQLITE_OK;
-    sqlite3_stmt* s =
-        h->db.stmt("INSERT INTO node(parent, path, name) VALUES(?1, ?2, ?3)", &rc);
+    sqlite3_stmt* s = h->db.stmt("INSERT INTO node(parent, path, name) VALUES(?1, ?2, ?3)", &rc);
     if (!s) return code_of(rc);
     StmtGuard g(s);
     sqlite3_bind_int64(s, 1, parent);

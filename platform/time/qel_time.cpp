@@ -26,7 +26,9 @@ qel_time64_t qel_UTCtime(qel_time64_t* out) {
     return t;
 }
 
-qel_time64_t qel_Localtime64() { return qel_UTCtoLocal64(qel_UTCtime64()); }
+qel_time64_t qel_Localtime64() {
+    return qel_UTCtoLocal64(qel_UTCtime64());
+}
 
 void qel_QELtoUNIXtime(qel_time64_t t, timeval* out) {
     if (!out) return;
@@ -45,7 +47,9 @@ qel_time64_t qel_UNIXtoQELtime64(const timeval* tv) {
     return static_cast<int64_t>(tv->tv_sec) * kMicro + tv->tv_usec;
 }
 
-qel_time64_t qel_UNIXsecondsToQELtime64(int64_t seconds) { return seconds * kMicro; }
+qel_time64_t qel_UNIXsecondsToQELtime64(int64_t seconds) {
+    return seconds * kMicro;
+}
 
 static bool local_tm(qel_time64_t t, struct tm& tm) {
     tzset();
@@ -58,14 +62,18 @@ int64_t qel_UTCoffsetSeconds(qel_time64_t t) {
     return local_tm(t, tm) ? tm.tm_gmtoff : 0;
 }
 
-qel_time64_t qel_UTCtoLocal64(qel_time64_t t) { return t + qel_UTCoffsetSeconds(t) * kMicro; }
+qel_time64_t qel_UTCtoLocal64(qel_time64_t t) {
+    return t + qel_UTCoffsetSeconds(t) * kMicro;
+}
 
 bool qel_IsDaylightSavingsAt(qel_time64_t t) {
     struct tm tm;
     return local_tm(t, tm) && tm.tm_isdst > 0;
 }
 
-bool qel_IsDaylightSavings() { return qel_IsDaylightSavingsAt(qel_UTCtime64()); }
+bool qel_IsDaylightSavings() {
+    return qel_IsDaylightSavingsAt(qel_UTCtime64());
+}
 
 qel_tzname_t qel_GetLocalTimeZoneName() {
     tzset();

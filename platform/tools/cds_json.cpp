@@ -23,7 +23,8 @@ void write_leaf(std::string& out, const cds_store::LeafRecord& r, bool first) {
     out += first ? "\n      " : ",\n      ";
     out += "{\"name\": " + json_lite::quote(r.name);
     out += ", \"type\": \"" + std::string(type_name(r.value.type())) + "\"";
-    if (r.value.type() != DATA_TYPE_NONE) out += ", \"value\": " + json_lite::quote(r.value.to_string());
+    if (r.value.type() != DATA_TYPE_NONE)
+        out += ", \"value\": " + json_lite::quote(r.value.to_string());
     out += ", \"property\": " + std::to_string(r.property);
     out += ", \"time\": \"" + elem_text::format_time(r.value.stamp()) + "\"";
     if (!r.source.empty()) out += ", \"source\": " + json_lite::quote(r.source);
@@ -34,7 +35,8 @@ int subtree(dsv_handle* h, const std::string& path, std::string& out) {
     int rc = SQLITE_OK;
     sqlite3_stmt* s = h->db.stmt(
         "SELECT id, path FROM node WHERE ?1='/' OR path=?1 OR (path>=?1||'/' AND path<?1||'0')"
-        " ORDER BY id", &rc);
+        " ORDER BY id",
+        &rc);
     if (!s) return platform_sql::status_of(rc);
     platform_sql::StmtGuard g(s);
     platform_sql::bind_text(s, 1, path);
@@ -45,7 +47,8 @@ int subtree(dsv_handle* h, const std::string& path, std::string& out) {
         if (st != API_SUCCESS) return st;
         out += firstNode ? "\n    " : ",\n    ";
         firstNode = false;
-        out += "{\"path\": " + json_lite::quote(platform_sql::column_text(s, 1)) + ", \"leaves\": [";
+        out +=
+            "{\"path\": " + json_lite::quote(platform_sql::column_text(s, 1)) + ", \"leaves\": [";
         for (size_t i = 0; i < leaves.size(); ++i) write_leaf(out, leaves[i], i == 0);
         out += leaves.empty() ? "]}" : "\n    ]}";
     }

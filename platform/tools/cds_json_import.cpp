@@ -1,7 +1,8 @@
 // Import of the store's JSON form: the whole document is checked and
 // written in one transaction, so a bad record anywhere imports nothing.
-#include <cstdlib>
 #include <strings.h>
+
+#include <cstdlib>
 
 #include "cds_json.h"
 #include "element_text.h"
@@ -22,7 +23,8 @@ struct Error {
 
 bool bad(Error& e, const Value& at, int code, const std::string& msg) {
     e.code = code;
-    e.text = "line " + std::to_string(at.line) + ", column " + std::to_string(at.column) + ": " + msg;
+    e.text =
+        "line " + std::to_string(at.line) + ", column " + std::to_string(at.column) + ": " + msg;
     return false;
 }
 
@@ -36,24 +38,28 @@ bool property_of(const Value* v, int& prop, Error& e) {
             prop = i;
             return true;
         }
-    return bad(e, *v, API_INVALID_ARGUMENT, "property must be 0-3 or Normal/Persistent/Automatic/MPL");
+    return bad(e, *v, API_INVALID_ARGUMENT,
+               "property must be 0-3 or Normal/Persistent/Automatic/MPL");
 }
 
 bool element_of(const Value& leaf, CElement& out, Error& e) {
     const Value* type = leaf.get("type");
     const Value* value = leaf.get("value");
-    if (!type || type->kind != Value::STRING) return bad(e, leaf, API_BAD_VALUE, "leaf without a \"type\" text");
+    if (!type || type->kind != Value::STRING)
+        return bad(e, leaf, API_BAD_VALUE, "leaf without a \"type\" text");
     int t = strcasecmp(type->text.c_str(), "None") == 0 ? 0 : dsv_human_str_to_enum(type->text);
     if (t == 0 && strcasecmp(type->text.c_str(), "None") != 0)
         return bad(e, *type, API_BAD_VALUE, "unknown type \"" + type->text + "\"");
     out = CElement();
     if (t != 0) {
-        if (!value || (value->kind != Value::STRING && value->kind != Value::NUMBER && value->kind != Value::BOOL))
+        if (!value || (value->kind != Value::STRING && value->kind != Value::NUMBER &&
+                       value->kind != Value::BOOL))
             return bad(e, leaf, API_BAD_VALUE, "leaf without a \"value\"");
         std::string text = value->kind == Value::BOOL ? (value->b ? "true" : "false") : value->text;
         out = CElement::from_string(text);
         if (!out.convert_type(static_cast<data_type_t>(t)))
-            return bad(e, *value, API_BAD_VALUE, "value \"" + text + "\" does not fit type " + type->text);
+            return bad(e, *value, API_BAD_VALUE,
+                       "value \"" + text + "\" does not fit type " + type->text);
     }
     if (const Value* time = leaf.get("time")) {
         timeval tv;
@@ -69,21 +75,25 @@ bool import_leaf(dsv_handle* h, int64_t id, const std::string& node, const Value
     if (leaf.kind != Value::OBJECT || !name || name->kind != Value::STRING)
         return bad(e, leaf, API_BAD_PATH, "leaf without a \"name\"");
     path_syntax::Parsed p;
-    if (!path_syntax::parse(path_syntax::join(node, name->text), p) || p.colon || p.last != name->text)
+    if (!path_syntax::parse(path_syntax::join(node, name->text), p) || p.colon ||
+        p.last != name->text)
         return bad(e, *name, API_BAD_PATH, "bad leaf name \"" + name->text + "\"");
     CElement v;
     int prop;
     if (!element_of(leaf, v, e) || !property_of(leaf.get("property"), prop, e)) return false;
     const Value* src = leaf.get("source");
     std::string source = src && src->kind == Value::STRING ? src->text : "import";
-    int st = cds_store::write_leaf(h, id, node, name->text, v, prop, source, leaf.get("time") != nullptr);
-    if (st != API_SUCCESS) return bad(e, leaf, st, std::string("leaf \"") + name->text + "\": " + dsv_status_str(st));
+    int st = cds_store::write_leaf(h, id, node, name->text, v, prop, source,
+                                   leaf.get("time") != nullptr);
+    if (st != API_SUCCESS)
+        return bad(e, leaf, st, std::string("leaf \"") + name->text + "\": " + dsv_status_str(st));
     return true;
 }
 
 bool import_node(dsv_handle* h, const Value& n, Error& e) {
     const Value* path = n.kind == Value::OBJECT ? n.get("path") : nullptr;
-    if (!path || path->kind != Value::STRING) return bad(e, n, API_BAD_PATH, "node without a \"path\"");
+    if (!path || path->kind != Value::STRING)
+        return bad(e, n, API_BAD_PATH, "node without a \"path\"");
     path_syntax::Parsed p;
     if (!path_syntax::parse(path->text, p) || p.colon)
         return bad(e, *path, API_BAD_PATH, "malformed path \"" + path->text + "\"");
@@ -93,19 +103,22 @@ bool import_node(dsv_handle* h, const Value& n, Error& e) {
         return bad(e, *path, st, "node \"" + p.head + "\": " + dsv_status_str(st));
     const Value* leaves = n.get("leaves");
     if (!leaves) return true;
-    if (leaves->kind != Value::ARRAY) return bad(e, *leaves, API_BAD_VALUE, "\"leaves\" must be an array");
+    if (leaves->kind != Value::ARRAY)
+        return bad(e, *leaves, API_BAD_VALUE, "\"leaves\" must be an array");
     for (const Value& l : leaves->items)
         if (!import_leaf(h, id, p.head, l, e)) return false;
     return true;
 }
 
 bool check_document(const Value& doc, const Value*& nodes, Error& e) {
-    if (doc.kind != Value::OBJECT) return bad(e, doc, API_BAD_VALUE, "the document must be an object");
+    if (doc.kind != Value::OBJECT)
+        return bad(e, doc, API_BAD_VALUE, "the document must be an object");
     const Value* version = doc.get("version");
     if (version && (version->kind != Value::NUMBER || version->text != "1"))
         return bad(e, *version, API_SCHEMA_MISMATCH, "unsupported version");
     nodes = doc.get("nodes");
-    if (!nodes || nodes->kind != Value::ARRAY) return bad(e, doc, API_BAD_VALUE, "no \"nodes\" array");
+    if (!nodes || nodes->kind != Value::ARRAY)
+        return bad(e, doc, API_BAD_VALUE, "no \"nodes\" array");
     return true;
 }
 

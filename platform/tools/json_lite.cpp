@@ -19,7 +19,7 @@ namespace {
 const int kMaxDepth = 64;
 
 class Parser {
-public:
+  public:
     explicit Parser(const std::string& t) : s(t) {}
     bool document(Value& out) {
         ws();
@@ -30,7 +30,7 @@ public:
     }
     std::string error;
 
-private:
+  private:
     const std::string& s;
     size_t i = 0;
     int line = 1, col = 1;
@@ -89,8 +89,10 @@ private:
     bool number(Value& v) {
         size_t start = i;
         if (s[i] == '-') adv();
-        if (i < s.size() && s[i] == '0') adv();
-        else if (!digits()) return fail("invalid number");
+        if (i < s.size() && s[i] == '0')
+            adv();
+        else if (!digits())
+            return fail("invalid number");
         if (i < s.size() && s[i] == '.') {
             adv();
             if (!digits()) return fail("invalid number");
@@ -250,19 +252,29 @@ std::string quote(const std::string& s) {
     for (char ch : s) {
         unsigned char c = static_cast<unsigned char>(ch);
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20 || c == 0x7f) {
-                char buf[8];
-                snprintf(buf, sizeof buf, "\\u%04x", c);
-                out += buf;
-            } else {
-                out += ch;
-            }
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (c < 0x20 || c == 0x7f) {
+                    char buf[8];
+                    snprintf(buf, sizeof buf, "\\u%04x", c);
+                    out += buf;
+                } else {
+                    out += ch;
+                }
         }
     }
     return out + "\"";

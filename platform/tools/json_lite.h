@@ -12,10 +12,10 @@ namespace json_lite {
 struct Value {
     enum Kind { NUL, BOOL, NUMBER, STRING, ARRAY, OBJECT } kind = NUL;
     bool b = false;
-    std::string text;  // STRING: decoded text; NUMBER: the number as written
-    std::vector<Value> items;                              // ARRAY
-    std::vector<std::pair<std::string, Value>> members;    // OBJECT, in order
-    int line = 0, column = 0;                              // where it starts
+    std::string text;          // STRING: decoded text; NUMBER: the number as written
+    std::vector<Value> items;  // ARRAY
+    std::vector<std::pair<std::string, Value>> members;  // OBJECT, in order
+    int line = 0, column = 0;                            // where it starts
 
     // Member `key` of an object, or null.
     const Value* get(const std::string& key) const;

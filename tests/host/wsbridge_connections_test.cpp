@@ -202,7 +202,9 @@ TEST_F(Registry, WatchdogGatesTheSweep) {
         api_status_t st;
         g->cds.remove_node(kConnNode, st, "test");  // the last row's records
         g->daemonMode = row.daemon;
-        if (row.registered) ASSERT_EQ(g->cds.watchdog_register(st, "wsbridge", 90, true), 0);
+        if (row.registered) {
+            ASSERT_EQ(g->cds.watchdog_register(st, "wsbridge", 90, true), 0);
+        }
         add("127.0.0.1", "alice", false);
         EXPECT_EQ(sweep(), "");
         EXPECT_EQ(g->cds.is_initialized(), row.swept);

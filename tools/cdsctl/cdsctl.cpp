@@ -2,6 +2,7 @@
 // mknode, rm, import and export commands.
 #include "cdsctl.h"
 
+#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
-#include <strings.h>
 #include <vector>
 
 #include "cds_json.h"
@@ -116,16 +116,20 @@ int cmd_set(toolkit::CCds& cds, const Args& a) {
         v.set_stamp(t.to_time());
     }
     api_status_t st;
-    if (a.property.empty()) cds.set_leaf(path, v, st, DSV_TRI_UNSET, "cdsctl");
-    else cds_tools::set_leaf_with_property(cds.handle(), path, v, prop, "cdsctl", st);
+    if (a.property.empty())
+        cds.set_leaf(path, v, st, DSV_TRI_UNSET, "cdsctl");
+    else
+        cds_tools::set_leaf_with_property(cds.handle(), path, v, prop, "cdsctl", st);
     if (!st.ok()) return cdsctl_fail(path, st.text());
     return CDSCTL_OK;
 }
 
 int cmd_node(toolkit::CCds& cds, const std::string& cmd, const std::string& path) {
     api_status_t st;
-    if (cmd == "mknode") cds.add_node(path, st, "cdsctl");
-    else cds.remove_node(path, st, "cdsctl");
+    if (cmd == "mknode")
+        cds.add_node(path, st, "cdsctl");
+    else
+        cds.remove_node(path, st, "cdsctl");
     return st.ok() ? CDSCTL_OK : cdsctl_fail(path, st.text());
 }
 
@@ -155,10 +159,10 @@ struct Command {
     size_t min, max;
     bool writes;
 };
-const Command kCommands[] = {{"get", 1, 1, false},    {"set", 3, 3, true},  {"ls", 1, 1, false},
-                             {"tree", 1, 1, false},   {"mknode", 1, 1, true}, {"rm", 1, 1, true},
-                             {"import", 1, 1, true},  {"export", 0, 1, false},
-                             {"alarms", 0, 0, false}, {"raise", 3, 4, true},  {"clear", 1, 2, true}};
+const Command kCommands[] = {
+    {"get", 1, 1, false},    {"set", 3, 3, true},   {"ls", 1, 1, false},    {"tree", 1, 1, false},
+    {"mknode", 1, 1, true},  {"rm", 1, 1, true},    {"import", 1, 1, true}, {"export", 0, 1, false},
+    {"alarms", 0, 0, false}, {"raise", 3, 4, true}, {"clear", 1, 2, true}};
 
 }  // namespace
 
@@ -177,7 +181,8 @@ int cdsctl_run(int argc, char** argv) {
         if (a.words[0] == c.name) cmd = &c;
     if (!cmd) return usage("unknown command " + a.words[0]);
     size_t n = a.words.size() - 1;
-    if (n < cmd->min || n > cmd->max) return usage(std::string("wrong number of operands for ") + cmd->name);
+    if (n < cmd->min || n > cmd->max)
+        return usage(std::string("wrong number of operands for ") + cmd->name);
     if ((!a.property.empty() || !a.time.empty()) && a.words[0] != "set")
         return usage("--property and --time apply to set only");
     std::string file = store_file(a);

@@ -8,7 +8,9 @@
 
 namespace cdslog {
 
-bool Args::has(const std::string& name) const { return values.count(name) || flag(name); }
+bool Args::has(const std::string& name) const {
+    return values.count(name) || flag(name);
+}
 
 bool Args::flag(const std::string& name) const {
     return std::find(flags.begin(), flags.end(), name) != flags.end();
@@ -42,8 +44,7 @@ bool parseArgs(int argc, char** argv, int first, const std::vector<std::string>&
 }
 
 bool parseInt(const std::string& text, long long& out) {
-    if (text.empty())
-        return false;
+    if (text.empty()) return false;
     char* end = nullptr;
     errno = 0;
     out = std::strtoll(text.c_str(), &end, 10);
@@ -57,8 +58,7 @@ bool parseTime(const std::string& text, timeval& out) {
     }
     size_t dot = text.find('.');
     long long sec = 0;
-    if (!parseInt(text.substr(0, dot), sec))
-        return false;
+    if (!parseInt(text.substr(0, dot), sec)) return false;
     long long usec = 0;
     if (dot != std::string::npos) {
         std::string frac = text.substr(dot + 1);
@@ -81,10 +81,8 @@ namespace {
 
 bool intOption(const Args& args, const char* name, long long& v, std::string& error) {
     const std::string* s = args.get(name);
-    if (!s)
-        return true;
-    if (parseInt(*s, v))
-        return true;
+    if (!s) return true;
+    if (parseInt(*s, v)) return true;
     error = std::string("bad number for --") + name + ": " + *s;
     return false;
 }
@@ -92,8 +90,7 @@ bool intOption(const Args& args, const char* name, long long& v, std::string& er
 bool valueOption(const Args& args, toolkit::CElement& el, const char* name, const char* typeName,
                  std::string& error) {
     const std::string* text = args.get(name);
-    if (!text)
-        return true;
+    if (!text) return true;
     const std::string* tn = args.get(typeName);
     int type = tn ? dsv_human_str_to_enum(*tn) : DATA_TYPE_STRING;
     el = toolkit::CElement::from_string(*text);
@@ -121,18 +118,12 @@ bool eventFromArgs(const Args& args, toolkit::CEvent& ev, std::string& error) {
     ev.variationLevel = static_cast<int>(var);
     ev.conditionPresent = args.flag("condition");
     ev.autoClosing = args.flag("autoclose");
-    if (const std::string* p = args.get("path"))
-        ev.path = *p;
-    if (const std::string* d = args.get("descr"))
-        ev.description = *d;
-    if (const std::string* n = args.get("note"))
-        ev.note = *n;
-    if (const std::string* s = args.get("source"))
-        ev.source = *s;
-    if (!valueOption(args, ev.value, "value", "vtype", error))
-        return false;
-    if (args.has("onoff"))
-        ev.onoff = toolkit::CElement::from_bool(*args.get("onoff") == "true");
+    if (const std::string* p = args.get("path")) ev.path = *p;
+    if (const std::string* d = args.get("descr")) ev.description = *d;
+    if (const std::string* n = args.get("note")) ev.note = *n;
+    if (const std::string* s = args.get("source")) ev.source = *s;
+    if (!valueOption(args, ev.value, "value", "vtype", error)) return false;
+    if (args.has("onoff")) ev.onoff = toolkit::CElement::from_bool(*args.get("onoff") == "true");
     gettimeofday(&ev.stamp, nullptr);
     if (const std::string* t = args.get("time")) {
         if (!parseTime(*t, ev.stamp)) {
@@ -154,11 +145,10 @@ std::string formatEvent(const toolkit::CEvent& ev) {
                        ev.value.to_string() + "\t" + std::to_string(ev.quality()) + "\t" +
                        ev.description + "\t" + std::to_string(ev.eventId);
     if (ev.type == toolkit::CEvent::EVT_ALARM)
-        line += "\tack=" + std::to_string(ev.ackStatus) +
-                " prio=" + std::to_string(ev.basePriority) +
-                " cond=" + (ev.conditionPresent ? "1" : "0") +
-                " auto=" + (ev.autoClosing ? "1" : "0") + " var=" +
-                std::to_string(ev.variationLevel) + " note=" + ev.note;
+        line +=
+            "\tack=" + std::to_string(ev.ackStatus) + " prio=" + std::to_string(ev.basePriority) +
+            " cond=" + (ev.conditionPresent ? "1" : "0") + " auto=" + (ev.autoClosing ? "1" : "0") +
+            " var=" + std::to_string(ev.variationLevel) + " note=" + ev.note;
     return line;
 }
 

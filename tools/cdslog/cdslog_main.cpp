@@ -51,8 +51,7 @@ int fail(const std::string& what) {
 long long intArg(const Args& a, const char* name, long long def, bool& ok) {
     const std::string* s = a.get(name);
     long long v = def;
-    if (s && !cdslog::parseInt(*s, v))
-        ok = false;
+    if (s && !cdslog::parseInt(*s, v)) ok = false;
     return v;
 }
 
@@ -61,23 +60,19 @@ int openWriter(CLog& log, const char* path, const Args& a) {
     long long max = intArg(a, "max-records", 0, ok);
     long long page = intArg(a, "page-size", 0, ok);
     long long cache = intArg(a, "cache-kb", 0, ok);
-    if (!ok || max < 0 || page < 0 || cache < 0)
-        return fail("bad numeric option");
+    if (!ok || max < 0 || page < 0 || cache < 0) return fail("bad numeric option");
     int st = log.open_writer(path, static_cast<int>(page), static_cast<int>(cache * 1024), 0,
                              static_cast<uint32_t>(max));
-    if (st)
-        return fail(std::string("cannot open ") + path + ": " + dsv_status_str(st));
+    if (st) return fail(std::string("cannot open ") + path + ": " + dsv_status_str(st));
     return 0;
 }
 
 int cmdAppend(const char* path, const Args& a) {
     CEvent ev;
     std::string error;
-    if (!cdslog::eventFromArgs(a, ev, error))
-        return fail(error);
+    if (!cdslog::eventFromArgs(a, ev, error)) return fail(error);
     CLog log;
-    if (openWriter(log, path, a))
-        return 1;
+    if (openWriter(log, path, a)) return 1;
     if (log.append(ev))
         return fail(std::string("append failed: ") + dsv_status_str(log.last_status().code));
     printf("%u\n", ev.sequenceIndex);
@@ -89,12 +84,9 @@ int cmdList(const char* path, const Args& a) {
     long long max = intArg(a, "max", 0, ok), offset = intArg(a, "offset", 0, ok);
     timeval start, end;
     bool hasStart = a.get("start"), hasEnd = a.get("end");
-    if (hasStart && !cdslog::parseTime(*a.get("start"), start))
-        ok = false;
-    if (hasEnd && !cdslog::parseTime(*a.get("end"), end))
-        ok = false;
-    if (!ok || max < 0 || offset < 0)
-        return fail("bad option value");
+    if (hasStart && !cdslog::parseTime(*a.get("start"), start)) ok = false;
+    if (hasEnd && !cdslog::parseTime(*a.get("end"), end)) ok = false;
+    if (!ok || max < 0 || offset < 0) return fail("bad option value");
     CLog log;
     if (int st = log.open(path, 0, 0, 0))
         return fail(std::string("cannot open ") + path + ": " + dsv_status_str(st));
@@ -102,10 +94,8 @@ int cmdList(const char* path, const Args& a) {
     int st = log.retrieve(events, a.get("path"), hasStart ? &start : nullptr,
                           hasEnd ? &end : nullptr, static_cast<uint32_t>(max), a.flag("latest"),
                           a.flag("reverse"), static_cast<uint32_t>(offset));
-    if (st)
-        return fail(std::string("read failed: ") + dsv_status_str(st));
-    for (const CEvent& ev : events)
-        printf("%s\n", cdslog::formatEvent(ev).c_str());
+    if (st) return fail(std::string("read failed: ") + dsv_status_str(st));
+    for (const CEvent& ev : events) printf("%s\n", cdslog::formatEvent(ev).c_str());
     return 0;
 }
 
@@ -117,16 +107,13 @@ int cmdGenerate(const char* path, const Args& a) {
     long long step = intArg(a, "step-us", 1000, ok), group = intArg(a, "group", 1, ok);
     long long type = intArg(a, "type", CEvent::EVT_VALUE, ok);
     timeval t = {1700000000, 0};
-    if (a.get("start") && !cdslog::parseTime(*a.get("start"), t))
-        ok = false;
+    if (a.get("start") && !cdslog::parseTime(*a.get("start"), t)) ok = false;
     int vtype = a.get("vtype") ? dsv_human_str_to_enum(*a.get("vtype")) : DATA_TYPE_REAL;
-    if (vtype != DATA_TYPE_REAL && vtype != DATA_TYPE_BOOL && vtype != DATA_TYPE_UINT)
-        ok = false;
+    if (vtype != DATA_TYPE_REAL && vtype != DATA_TYPE_BOOL && vtype != DATA_TYPE_UINT) ok = false;
     if (!ok || count < 0 || paths < 1 || group < 1 || step < 0)
         return fail("generate needs --count N >= 0 and valid numeric options");
     CLog log;
-    if (openWriter(log, path, a))
-        return 1;
+    if (openWriter(log, path, a)) return 1;
     std::vector<CEvent> batch;
     int64_t base = static_cast<int64_t>(t.tv_sec) * 1000000 + t.tv_usec;
     for (long long i = 0; i < count; ++i) {
@@ -191,14 +178,10 @@ int main(int argc, char** argv) {
         fprintf(stderr, "cdslog: %s\n", error.c_str());
         return 2;
     }
-    if (cmd == "append")
-        return cmdAppend(path, args);
-    if (cmd == "list")
-        return cmdList(path, args);
-    if (cmd == "generate")
-        return cmdGenerate(path, args);
-    if (cmd == "info")
-        return cmdInfo(path);
+    if (cmd == "append") return cmdAppend(path, args);
+    if (cmd == "list") return cmdList(path, args);
+    if (cmd == "generate") return cmdGenerate(path, args);
+    if (cmd == "info") return cmdInfo(path);
     fprintf(stderr, "cdslog: unknown command %s\n", cmd.c_str());
     return 2;
 }
