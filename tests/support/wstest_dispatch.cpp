@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <pugixml.hpp>
+#include <sstream>
 
 #include "soapH.h"
 #include "wsbridge_host.h"
@@ -23,41 +25,16 @@ void splitReply(const std::string& raw, Reply& reply) {
     }
 }
 
-std::string decodeEntities(const std::string& s) {
-    static const struct {
-        const char* entity;
-        char c;
-    } table[] = {{"&lt;", '<'},    {"&gt;", '>'},   {"&amp;", '&'},  {"&quot;", '"'},
-                 {"&apos;", '\''}, {"&#xA;", '\n'}, {"&#xD;", '\r'}, {"&#x9;", '\t'}};
-    std::string out;
-    for (size_t i = 0; i < s.size();) {
-        bool matched = false;
-        if (s[i] == '&') {
-            for (const auto& e : table) {
-                size_t n = std::strlen(e.entity);
-                if (s.compare(i, n, e.entity) == 0) {
-                    out += e.c;
-                    i += n;
-                    matched = true;
-                    break;
-                }
-            }
-        }
-        if (!matched) out += s[i++];
-    }
-    return out;
+// The first element named `qname` (as written, prefix included) in
+// document order, or an empty handle. A reply that is not well-formed is
+// read as far as it goes.
+pugi::xml_node findElement(const pugi::xml_document& doc, const std::string& qname) {
+    return doc.find_node(
+        [&qname](pugi::xml_node n) { return n.type() == pugi::node_element && qname == n.name(); });
 }
 
-// Position of the first start tag `<qname` followed by '>', '/' or blank.
-size_t findStartTag(const std::string& xml, const std::string& qname, size_t from) {
-    std::string open = "<" + qname;
-    for (size_t p = xml.find(open, from); p != std::string::npos; p = xml.find(open, p + 1)) {
-        char next = p + open.size() < xml.size() ? xml[p + open.size()] : '\0';
-        if (next == '>' || next == '/' || next == ' ' || next == '\t' || next == '\n' ||
-            next == '\r')
-            return p;
-    }
-    return std::string::npos;
+void load(pugi::xml_document& doc, const std::string& xml) {
+    doc.load_buffer(xml.data(), xml.size(), pugi::parse_default | pugi::parse_ws_pcdata);
 }
 
 }  // namespace
@@ -95,22 +72,37 @@ std::string envelope(const std::string& body, bool soap12) {
 }
 
 std::string elementText(const std::string& xml, const std::string& qname, bool* found) {
-    if (found) *found = false;
-    size_t start = findStartTag(xml, qname, 0);
-    if (start == std::string::npos) return "";
-    if (found) *found = true;
-    size_t gt = xml.find('>', start);
-    if (gt == std::string::npos || xml[gt - 1] == '/') return "";
-    size_t end = xml.find("</" + qname + ">", gt);
-    if (end == std::string::npos) return "";
-    return decodeEntities(xml.substr(gt + 1, end - gt - 1));
+    pugi::xml_document doc;
+    load(doc, xml);
+    pugi::xml_node e = findElement(doc, qname);
+    if (found) *found = bool(e);
+    std::string text;
+    for (pugi::xml_node c : e.children()) {
+        if (c.type() == pugi::node_pcdata || c.type() == pugi::node_cdata) {
+            text += c.value();
+        } else {
+            std::ostringstream inner;  // element content as written
+            c.print(inner, "", pugi::format_raw);
+            text += inner.str();
+        }
+    }
+    return text;
 }
 
 int countElements(const std::string& xml, const std::string& qname) {
+    pugi::xml_document doc;
+    load(doc, xml);
     int n = 0;
-    for (size_t p = findStartTag(xml, qname, 0); p != std::string::npos;
-         p = findStartTag(xml, qname, p + 1))
-        ++n;
+    struct Counter : pugi::xml_tree_walker {
+        const std::string& name;
+        int& n;
+        Counter(const std::string& q, int& count) : name(q), n(count) {}
+        bool for_each(pugi::xml_node& node) override {
+            if (node.type() == pugi::node_element && name == node.name()) ++n;
+            return true;
+        }
+    } counter(qname, n);
+    doc.traverse(counter);
     return n;
 }
 
@@ -119,9 +111,9 @@ std::string faultString(const std::string& xml) {
     std::string text = elementText(xml, "faultstring", &found);
     if (found) return text;
     // SOAP 1.2: Fault/Reason/Text
-    size_t reason = findStartTag(xml, "SOAP-ENV:Reason", 0);
-    if (reason == std::string::npos) return "";
-    return elementText(xml.substr(reason), "SOAP-ENV:Text");
+    pugi::xml_document doc;
+    load(doc, xml);
+    return findElement(doc, "SOAP-ENV:Reason").child("SOAP-ENV:Text").text().get();
 }
 
 }  // namespace wstest

@@ -29,8 +29,9 @@ std::string dispatch(const std::string &request, void *user = nullptr);
 std::string envelope(const std::string &body, bool soap12 = false);
 
 // The text content of the first element named `qname` ("nsc1:getValueResult")
-// in `xml`, with XML character entities decoded; `found` tells whether the
-// element exists. An empty element (<a/> or <a></a>) gives "".
+// in `xml` as an XML parser reads it (references decoded, child elements as
+// written); `found` tells whether the element exists. An empty element gives
+// "". A reply that is not well-formed is read as far as it goes.
 std::string elementText(const std::string &xml, const std::string &qname, bool *found = nullptr);
 
 // How many start tags named `qname` occur in `xml`.
