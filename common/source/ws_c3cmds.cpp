@@ -12,19 +12,13 @@
 #include "ws_c3cmds_xml.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 #include "xml_text.h"
 
 using namespace toolkit::ws;
 using toolkit::CElement;
 
 namespace {
-
-global_data_t* processRecord(struct soap* soap) {
-    global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
-    WS_ASSERT(glptr != 0, WS_C3CMDS_MODULE);
-    WS_ASSERT(glptr->cds.is_initialized(), WS_C3CMDS_MODULE);
-    return glptr;
-}
 
 std::string handleText(int handle) {
     char text[16];
@@ -153,7 +147,7 @@ std::string dsv_cmdNodePath(const std::string& dev, const nsc3__sendCmd_s* cmd) 
 SOAP_FMAC5 int SOAP_FMAC6 nsc3__sendDeviceCmd(struct soap* soap, std::string* options,
                                               std::string* devPath, nsc3__sendCmd_s* cmd,
                                               nsc3__sendDeviceCmdResponse& response) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = handlerRecord(soap, WS_C3CMDS_MODULE);
     service_options_t opts;
     parseServiceOptions(options, &opts);
     response.result.clear();

@@ -8,6 +8,7 @@
 #include "ws_c3cmds.h"
 #include "ws_c3cmds_xml.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using namespace toolkit::ws;
 
@@ -72,7 +73,7 @@ void dsv_copyCmdResult(struct soap* soap, const nsc3__getDeviceCmdResultResponse
 SOAP_FMAC5 int SOAP_FMAC6 nsc3__getDeviceCmdResult(struct soap* soap, std::string* options,
                                                    std::string* devPath, int cmdHandle,
                                                    nsc3__getDeviceCmdResultResponse& response) {
-    global_data_t* glptr = static_cast<global_data_t*>(soap ? soap->user : nullptr);
+    global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr != 0, WS_C3CMDS_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_C3CMDS_MODULE);
     service_options_t opts;

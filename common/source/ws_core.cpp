@@ -10,6 +10,7 @@
 #include "soapH.h"
 #include "ws_assert.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CCds;
 using toolkit::CElement;
@@ -21,10 +22,6 @@ const char* const kPropertyNames[] = {"Normal", "Persistent", "Automatic", "MPL"
 
 bool startsWith(const tk_string& text, const char* prefix) {
     return text.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
-}
-
-global_data_t* processRecord(struct soap* soap) {
-    return soap ? static_cast<global_data_t*>(soap->user) : nullptr;
 }
 
 // Step 6 of dsv_ProcessValue: the state texts apply only when the leaf read is
@@ -125,7 +122,7 @@ int dsv_ProcessValue(CCds& cds, const service_options_t* options, int result, co
 int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_string& path,
                  tk_string& Reply) {
     WS_ASSERT(&Reply != 0, WS_CORE_MODULE);
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
 
@@ -161,7 +158,7 @@ int dsv_getValue(struct soap* soap, const service_options_t* options, const tk_s
 
 int dsv_getValues(struct soap* soap, const service_options_t* options,
                   const std::vector<tk_string>& paths, std::vector<std::string>& replies) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
     replies.clear();

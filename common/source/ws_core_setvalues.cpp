@@ -5,6 +5,7 @@
 #include "ws_assert.h"
 #include "ws_core_write.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CElement;
 using namespace toolkit::ws;
@@ -45,7 +46,7 @@ int dsv_setValues(struct soap* soap, bool testMode, const service_options_t* opt
                   const std::vector<std::string>& paths, const std::vector<std::string>& values,
                   std::vector<std::string>& replies, size_t* failures) {
     size_t failedCount = 0;
-    global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
+    global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
     WS_ASSERT(paths.size() == values.size(), WS_CORE_MODULE);

@@ -16,6 +16,7 @@
 #include "soapH.h"
 #include "ws_assert.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 #include "xml_text.h"
 
 using toolkit::CCds;
@@ -285,6 +286,8 @@ void dsv_fixValueType(CCds& cds, const tk_string& nodePath, const tk_string& typ
             continue;
         }
         api_status_t wstatus;
+        // Status ignored on purpose: a leaf that cannot take the new type
+        // keeps its old value, and the type change itself is not refused.
         cds.set_leaf(path, converted, wstatus, persist, source);
     }
 }
@@ -356,7 +359,7 @@ LeafWriteOutcome prepareLeafWrite(const WriteContext& ctx, const tk_string& path
 
 int dsv_setValue(struct soap* soap, bool testMode, const service_options_t* options,
                  const tk_string& path, const tk_string& value, tk_string& Reply) {
-    global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
+    global_data_t* glptr = recordOf(soap);
     WS_ASSERT(glptr != 0, WS_CORE_MODULE);
     WS_ASSERT(glptr->cds.is_initialized(), WS_CORE_MODULE);
     WS_ASSERT(Reply.empty(), WS_CORE_MODULE);

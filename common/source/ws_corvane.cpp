@@ -11,6 +11,7 @@
 #include "ws_assert.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 #include "xml_text.h"
 
 using toolkit::CElement;
@@ -55,19 +56,6 @@ const SwInfoLeafTemplate kDeadband[] = {{"/NodeType", "Point"},
                                         {"/Value", "0.0"},
                                         {"/Units", "percent"},
                                         {nullptr, nullptr}};
-
-global_data_t* processRecord(struct soap* soap) {
-    global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
-    WS_ASSERT(g != nullptr, WS_CORVANE_MODULE);
-    WS_ASSERT(g->cds.is_initialized(), WS_CORVANE_MODULE);
-    return g;
-}
-
-std::string* newString(struct soap* soap, const tk_string& text) {
-    std::string* s = soap_new_std__string(soap);
-    if (s) *s = text;
-    return s;
-}
 
 // "%s/%s" and "%s%s/%s" into 256-byte buffers: longer paths are cut to 255
 // characters, as the publisher expects of the names it reads.
@@ -162,7 +150,7 @@ void fillResult(global_data_t* g, const service_options_t& opts, const std::stri
 
 nsc1__ArrayOfRealTimeNodeSubscriptionResult* Register_realTimeNodes(
     struct soap* soap, nsc1__ArrayOfNodeSubscription* nodes, const tk_string& subscriptionPath) {
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_CORVANE_MODULE);
     service_options_t opts;
     parseServiceOptions(nullptr, &opts);
     if (!nodes || nodes->NodeSubscription.empty()) return nullptr;
@@ -177,6 +165,7 @@ nsc1__ArrayOfRealTimeNodeSubscriptionResult* Register_realTimeNodes(
         if (!g->cds.node_exists(node) && LoadNodeLeaves(g, node, SwSubscrptnRTNodes) != 0) continue;
         info.SetIntValue(node, "/RqstdFreshness", n.RequestedFreshness);
         api_status_t st;
+        // Status ignored on purpose: the result entry reports the node itself.
         g->cds.set_leaf(node + "/Deadband/Value", CElement::from_real(n.DeadbandPercent), st,
                         DSV_TRI_FALSE, dsv_writeSource());
         out->RealTimeNodeSubscriptionResult.emplace_back();
@@ -196,6 +185,8 @@ int fillSubscription(struct soap* soap, global_data_t* g, CCds_SwInfo& publisher
     timeval since = {0, 0};
     qel_QELtoUNIXtime64(rq->logSinceTime, &since);
     api_status_t st;
+    // Statuses of the subscription leaves ignored on purpose: the node was
+    // just created from its template, and the create answers per node.
     g->cds.set_leaf(path + "/ReplyURI/Value",
                     CElement::from_string(rq->replyUri ? *rq->replyUri : ""), st, DSV_TRI_FALSE,
                     dsv_writeSource());
@@ -231,7 +222,7 @@ nsc1__ArrayOfRealTimeNodeSubscriptionResult* errorResult(struct soap* soap, WS_E
 
 int __nsc1__createSubscription(struct soap* soap, _nsc1__createSubscription* request,
                                _nsc1__createSubscriptionResponse& response) {
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_CORVANE_MODULE);
     // An absent ID is treated as the empty one: nothing to register.
     if (!request || !request->subscriptionId || request->subscriptionId->empty()) return SOAP_OK;
     try {
@@ -249,6 +240,8 @@ int __nsc1__createSubscription(struct soap* soap, _nsc1__createSubscription* req
         publisher.SetAppStatus(static_cast<AppStatuses>(1));
         tk_string path = cutPath("%s/%s", WS_SUBSCRIPTIONS_NODE, request->subscriptionId->c_str());
         api_status_t st;
+        // A create replaces the subscription of the same ID; what the removal
+        // reports is ignored on purpose (the node is rebuilt right after).
         if (g->cds.node_exists(path)) g->cds.remove_node(path, st, dsv_writeSource());
         int rc = LoadNodeLeaves(g, path, SwSubscriptionNodes);
         if (rc != 0) return rc;
@@ -262,7 +255,7 @@ int __nsc1__createSubscription(struct soap* soap, _nsc1__createSubscription* req
 int __nsc1__updateSubscriptionRealTimeNodes(
     struct soap* soap, _nsc1__updateSubscriptionRealTimeNodes* request,
     _nsc1__updateSubscriptionRealTimeNodesResponse& response) {
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_CORVANE_MODULE);
     if (!request || !request->subscriptionId || request->subscriptionId->empty()) {
         fprintf(stderr, "updateSubscriptionRealTimeNodes: NULL Subscription ID provided");
         return 1;
@@ -286,6 +279,8 @@ int __nsc1__updateSubscriptionRealTimeNodes(
             // An empty name would name the branch itself.
             if (name.empty()) continue;
             api_status_t st;
+            // Status ignored on purpose: removing a node that is not
+            // subscribed is no error.
             g->cds.remove_node(branch + "/" + name, st, dsv_writeSource());
         }
     }
@@ -301,7 +296,7 @@ int __nsc1__updateSubscriptionRealTimeNodes(
 
 int __nsc1__cancelSubscription(struct soap* soap, _nsc1__cancelSubscription* request,
                                _nsc1__cancelSubscriptionResponse&) {
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_CORVANE_MODULE);
     tk_string path;
     GetSubscrptBasePath(request ? request->subscriptionId : nullptr, path);
     bool usable =

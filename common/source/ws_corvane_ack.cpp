@@ -12,6 +12,7 @@
 #include "ws_core.h"
 #include "ws_corvane.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CEvent;
 using namespace toolkit::ws;
@@ -46,7 +47,7 @@ void traceAck(const nsc1__AckRequest& rq) {
 
 int __nsc1__acknowledgeAlarm(struct soap* soap, _nsc1__acknowledgeAlarm* request,
                              _nsc1__acknowledgeAlarmResponse& response) {
-    global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, WS_CORVANE_MODULE);
     WS_ASSERT(g->cds.is_initialized(), WS_CORVANE_MODULE);
     // An acknowledgement changes the alarm table: refused like a write,

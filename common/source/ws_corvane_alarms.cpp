@@ -11,6 +11,7 @@
 #include "ws_corvane.h"
 #include "ws_eventlogs.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CEvent;
 using namespace toolkit::ws;
@@ -76,7 +77,7 @@ int dsv_selectAlarms(std::vector<CEvent>& alarms, const tk_string* filter, const
 
 int nsdx__getActiveAlarms(struct soap* soap, nsdx__logRetrieveRequest* request,
                           nsdx__getActiveAlarmsResponse& response) {
-    global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, WS_CORVANE_MODULE);
     if (!request) {
         BnwsErrMsg(WS_ARGUMENT_INVALID, "No request provided", response.result);

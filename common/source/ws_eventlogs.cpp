@@ -10,17 +10,12 @@
 #include "cds_utils.h"
 #include "qel_time.h"
 #include "ws_assert.h"
+#include "ws_handler.h"
 
 namespace {
 
 const char* const kModule = "common/source/ws_eventlogs";
 const char* const kConfigChanged = "/Software/System Settings/Configuration Changed";
-
-std::string* newText(struct soap* soap, const tk_string& text) {
-    std::string* s = soap_new_std__string(soap);
-    *s = text;
-    return s;
-}
 
 bool startsWith(const tk_string& s, const char* prefix) {
     return s.compare(0, std::strlen(prefix), prefix) == 0;
@@ -93,9 +88,9 @@ void extractValueNPath(global_data_t* g, struct soap* soap, const tk_string& pat
             pathText = p.str() + ":" + last;
         }
     }
-    *outPath = newText(soap, pathText);
-    *outValue = newText(soap, valueText);
-    *outNumeric = hasNumeric ? newText(soap, numeric) : nullptr;
+    *outPath = newString(soap, pathText);
+    *outValue = newString(soap, valueText);
+    *outNumeric = hasNumeric ? newString(soap, numeric) : nullptr;
 }
 
 nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit::CEvent& ev,
@@ -115,9 +110,9 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
     bool logEvent = ev.type == toolkit::CEvent::EVT_LOG;
     if (configChange) {
         target->EventType = nss1__EventType__StructureChanged;
-        target->Description = newText(
+        target->Description = newString(
             soap, ev.description.empty() ? "Device Node Structure Changed" : ev.description);
-        target->SourcePath = newText(soap, "/");
+        target->SourcePath = newString(soap, "/");
     } else {
         target->EventType = nss1__EventType__Event;
         extractValueNPath(g, soap, ev.path, false, ev.value, &target->SourcePath, &target->Value,
@@ -141,14 +136,15 @@ nss1__Event* fillEventFields(global_data_t* g, struct soap* soap, const toolkit:
                     break;
             }
         }
-        target->Description = newText(soap, text);
+        target->Description = newString(soap, text);
     }
     target->Time = qel_UNIXtoQELtime64(&ev.stamp);
     // A log event keeps its level where other events keep the quality, so
     // its quality cannot be known: it is always reported as "192" (good),
     // unless the level happens to be 192 itself, when nothing is reported.
     uint16_t quality = ev.quality();
-    if (quality != 192) target->Quality = newText(soap, logEvent ? "192" : std::to_string(quality));
+    if (quality != 192)
+        target->Quality = newString(soap, logEvent ? "192" : std::to_string(quality));
     return target;
 }
 
@@ -175,8 +171,9 @@ nss1__AlarmUpdate* buildAlarmEvent(global_data_t* g, struct soap* soap, const to
         a->AckStatus = static_cast<nsc1__AckStatus>(ev.ackStatus);
         a->ConditionPresent = ev.conditionPresent;
         a->AutoClosing = ev.autoClosing;
-        if (!ev.note.empty()) a->Note = newText(soap, ev.note);
-        if (ev.basePriority != 0) a->BasePriority = newText(soap, std::to_string(ev.basePriority));
+        if (!ev.note.empty()) a->Note = newString(soap, ev.note);
+        if (ev.basePriority != 0)
+            a->BasePriority = newString(soap, std::to_string(ev.basePriority));
         a->VariationLevel = ev.variationLevel;
         return a;
     } catch (const std::exception& ex) {

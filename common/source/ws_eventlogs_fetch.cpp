@@ -9,6 +9,7 @@
 #include "ws_assert.h"
 #include "ws_core_options.h"
 #include "ws_eventlogs.h"
+#include "ws_handler.h"
 
 using toolkit::CEvent;
 using toolkit::CLog;
@@ -112,7 +113,7 @@ int fetchLogEvents(const tk_string& location, nsdx__logRetrieveRequest* request,
 
 int nsdx__getDeltaLog(struct soap* soap, nsdx__logRetrieveRequest* request,
                       nsdx__getDeltaLogResponse& response) {
-    global_data_t* g = static_cast<global_data_t*>(soap->user);
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, kModule);
     std::vector<CEvent> events;
     int trimmed = 0;
@@ -132,7 +133,7 @@ int nsdx__getDeltaLog(struct soap* soap, nsdx__logRetrieveRequest* request,
 // how many records of the page it did not receive, for whatever reason.
 int nsdx__getEventLog(struct soap* soap, nsdx__logRetrieveRequest* request,
                       nsdx__getEventLogResponse& response) {
-    global_data_t* g = static_cast<global_data_t*>(soap->user);
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, kModule);
     bool system = request && request->rqstType == nsdx__LogRqstType__LgRqTypSystemEvents;
     const tk_string& location = system ? g->systemLogPath : g->eventLogPath;

@@ -11,6 +11,7 @@
 #include "ws_assert.h"
 #include "ws_core.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CCds;
 using toolkit::CElement;
@@ -22,13 +23,6 @@ namespace {
 const char* const kDeviceLeaves[] = {"/NodeType", "/DisplayName", "/.Quality",
                                      "/sDevChangeCount/Value"};
 enum { LEAF_TYPE = 0, LEAF_NAME = 1, LEAF_QUALITY = 2, LEAF_CHANGES = 3, LEAF_COUNT = 4 };
-
-global_data_t* processRecord(struct soap* soap) {
-    global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
-    WS_ASSERT(g != 0, WS_EXPLORER_MODULE);
-    WS_ASSERT(g->cds.is_initialized(), WS_EXPLORER_MODULE);
-    return g;
-}
 
 // Reads the four identity leaves of `device` and fills `out`. Returns false
 // when the batch read fails as a whole (the device is then left out).
@@ -85,7 +79,7 @@ SOAP_FMAC5 int SOAP_FMAC6 nsdx__getDeviceTree(struct soap* soap, std::string* /*
     // starting path lists from the root, as "/" would.
     response.result.clear();
     response.devices.clear();
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_EXPLORER_MODULE);
     const tk_string prefix = startingPath ? *startingPath : tk_string("/");
 
     CCds_Utils utils(g->cds);
@@ -109,7 +103,7 @@ SOAP_FMAC5 int SOAP_FMAC6 nsdx__getLeafDescriptors(struct soap* soap, std::strin
     service_options_t opts;
     parseServiceOptions(options, &opts);
     response.descriptors.clear();
-    global_data_t* g = processRecord(soap);
+    global_data_t* g = handlerRecord(soap, WS_EXPLORER_MODULE);
     if (leafPaths.empty()) {
         BnwsErrMsg(WS_NO_PATHS_PROVIDED, "No paths", response.result, &opts);
         return SOAP_OK;
@@ -165,7 +159,7 @@ SOAP_FMAC5 int SOAP_FMAC6 nsdx__whoAmI(struct soap* /*soap*/, std::string* /*opt
 
 SOAP_FMAC5 int SOAP_FMAC6 nsdx__getLocalAndUtcTime(struct soap* soap, std::string* /*options*/,
                                                    nsdx__getLocalAndUtcTimeResponse& response) {
-    global_data_t* g = static_cast<global_data_t*>(soap->user);
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, WS_EXPLORER_MODULE);
     response.result.clear();
     // One instant gives all three answers, so they always agree.

@@ -12,6 +12,7 @@
 #include "ws_core.h"
 #include "ws_explorer.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 RegexMatchPattern::RegexMatchPattern(const tk_string& pattern, uint64_t stepBudget)
     : text(pattern), stepsLeft(stepBudget) {
@@ -149,7 +150,7 @@ int CheckRegexMatch(struct soap* soap, const service_options_t* options, const t
 int RecursiveRegexMatch(struct soap* soap, const service_options_t* options,
                         const tk_string& nodePath, bool recursive, const tk_string& attribute,
                         RegexMatchPattern& pattern, nsdx__findAttributeMatchesResponse& response) {
-    global_data_t* g = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != 0, WS_EXPLORER_MODULE);
     CPath node(nodePath);
     std::vector<tk_string> children;

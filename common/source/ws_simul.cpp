@@ -13,25 +13,11 @@
 #include "ws_assert.h"
 #include "ws_corvane.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using namespace toolkit::ws;
 
-namespace {
-
-global_data_t* processRecord(struct soap* soap) {
-    global_data_t* glptr = soap ? static_cast<global_data_t*>(soap->user) : nullptr;
-    WS_ASSERT(glptr != 0, WS_SIMUL_MODULE);
-    WS_ASSERT(glptr->cds.is_initialized(), WS_SIMUL_MODULE);
-    return glptr;
-}
-
-std::string* newString(struct soap* soap, const tk_string& text) {
-    std::string* out = soap_new_std__string(soap);
-    if (out) *out = text;
-    return out;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 tk_string dsv_leafPath(const tk_string& nodePath, const tk_string& leaf) {
     // Clients send full leaf paths as often as relative ones; a full path
@@ -87,7 +73,7 @@ int dsv_AddNode(toolkit::CCds& cds, const service_options_t* options, const tk_s
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__RemoveNode(struct soap* soap, _nst1__RemoveNode* request,
                                              _nst1__RemoveNodeResponse& response) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = handlerRecord(soap, WS_SIMUL_MODULE);
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     const tk_string source = dsv_writeSource();
@@ -116,7 +102,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__RemoveNode(struct soap* soap, _nst1__RemoveNod
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNode* request,
                                              _nst1__CreateNodeResponse& response) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = handlerRecord(soap, WS_SIMUL_MODULE);
     service_options_t options;
     parseServiceOptions(request ? request->options : nullptr, &options);
     tk_string reply;
@@ -150,6 +136,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__CreateNode(struct soap* soap, _nst1__CreateNod
         // (nor the ancestors it added); one that wrote some keeps them.
         if (failures == leafPaths.size() && !created.empty()) {
             api_status_t removed;
+            // Best effort: the reply already says the create failed.
             glptr->cds.remove_node(created, removed, dsv_writeSource());
         }
     }
@@ -188,7 +175,7 @@ tk_string dsv_resetLogText(const char* user, const char* address) {
 
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__Reset(struct soap* soap, _nst1__Reset* /*request*/,
                                         _nst1__ResetResponse& response) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = handlerRecord(soap, WS_SIMUL_MODULE);
     response.ResetResult = newString(soap, tk_string());
     CPath root("/");
     root.normalize();
@@ -211,7 +198,7 @@ SOAP_FMAC5 int SOAP_FMAC6 __nst1__Reset(struct soap* soap, _nst1__Reset* /*reque
 SOAP_FMAC5 int SOAP_FMAC6 __nst1__getSubscribedNodes(struct soap* soap,
                                                      _nst1__getSubscribedNodes* request,
                                                      _nst1__getSubscribedNodesResponse& response) {
-    global_data_t* glptr = processRecord(soap);
+    global_data_t* glptr = handlerRecord(soap, WS_SIMUL_MODULE);
     service_options_t options;
     parseServiceOptions(nullptr, &options);
     std::vector<std::string>& out = response.getSubscribedNodesResult;

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "ws_assert.h"
+#include "ws_handler.h"
 
 using toolkit::trend::CDeviceProperties;
 using toolkit::trend::CParamProperties;
@@ -21,7 +22,7 @@ const char* const kModule = "common/source/ws_trends";
 
 global_data_t& globalOf(struct soap* soap) {
     WS_ASSERT(soap != nullptr && soap->user != nullptr, kModule);
-    return *static_cast<global_data_t*>(soap->user);
+    return *recordOf(soap);
 }
 
 }  // namespace

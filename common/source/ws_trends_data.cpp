@@ -6,6 +6,7 @@
 
 #include "qel_time.h"
 #include "ws_assert.h"
+#include "ws_handler.h"
 #include "ws_trends.h"
 
 using toolkit::trend::CDeviceData;
@@ -103,7 +104,7 @@ void MapTrendData(const CDeviceData& data, stDeviceData& out) {
 int nsdx__getTrendData(struct soap* soap, nsdx__getTrendDataRequest* request,
                        nsdx__getTrendDataResponse& response) {
     WS_ASSERT(soap != nullptr && soap->user != nullptr, kModule);
-    global_data_t& g = *static_cast<global_data_t*>(soap->user);
+    global_data_t& g = *recordOf(soap);
     service_options_t opts;
     parseServiceOptions(request ? &request->options : nullptr, &opts);
     if (!request) {

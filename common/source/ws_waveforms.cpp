@@ -9,6 +9,7 @@
 #include "ws_assert.h"
 #include "ws_core_options.h"
 #include "ws_global.h"
+#include "ws_handler.h"
 
 using toolkit::CComtradeView;
 using toolkit::CT_OK;
@@ -26,7 +27,7 @@ const int kConfiguredSampleCount = 2048;
 // Maps the URL and opens the record; on failure `result` holds the error.
 bool openRecord(struct soap* soap, const std::string* url, const service_options_t& opts,
                 CComtradeView& view, std::string& result) {
-    global_data_t* g = static_cast<global_data_t*>(soap->user);
+    global_data_t* g = recordOf(soap);
     WS_ASSERT(g != nullptr, kModule);
     std::string path;
     if (CComtradeView::parseUrlToFilepath(url ? *url : std::string(), g->waveFolder, path) !=

@@ -20,6 +20,8 @@ void announceStart(global_data_t& g) {
     g.swInfo.SetAppError(APP_ERROR_NONE);
     if (g.daemonMode) {
         api_status_t status;
+        // Status ignored on purpose: a failed registration shows in the
+        // first ping, which closes the store (the timer task).
         g.cds.watchdog_register(status, "wsbridge", 90, true);
     }
 }
@@ -32,6 +34,7 @@ void shutDown(global_data_t& g, struct soap* engine, const char* argv0) {
     g.swInfo.SetAppStatus(APP_STATUS_STOPPED);
     if (g.daemonMode) {
         api_status_t status;
+        // Status ignored on purpose: nothing is left to do about it at exit.
         g.cds.watchdog_clear(status);
     }
     if (g.trendLog) {

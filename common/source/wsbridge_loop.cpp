@@ -15,6 +15,7 @@
 
 #include "soapH.h"
 #include "ws_assert.h"
+#include "ws_handler.h"
 #include "wsbridge_host.h"
 
 namespace {
@@ -26,10 +27,6 @@ const size_t kParamSize = 64;
 // A body this large leaves its buffer's capacity behind; anything larger is
 // given back after the request, so memory stays flat.
 const size_t kKeptBodyCapacity = 1u << 20;
-
-global_data_t* recordOf(struct soap* soap) {
-    return static_cast<global_data_t*>(soap->user);
-}
 
 // Copies the FastCGI parameter `name` into `buf` and exports it to the
 // environment for the duration of the request (CPath's authorisation and
