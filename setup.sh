@@ -44,15 +44,16 @@ case "${1:-}" in
     test)
         install_deps
         build build
-        # Tests labelled "slow" (real-clock waits of minutes) run on request:
+        # Tests labelled "slow" (real-clock waits of minutes) and the fuzzing
+        # bounded by time ("fuzz-timed") run on request:
         #   ctest --test-dir build -L slow
-        ctest --test-dir build --output-on-failure -j"$(nproc)" -LE slow
+        ctest --test-dir build --output-on-failure -j"$(nproc)" -LE 'slow|fuzz-timed'
         ;;
     sanitize)
         install_deps
         build build-asan -DWSB_SANITIZE=ON -DWSB_BUILD_BENCH=OFF
         WSB_SANITIZED=1 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-            ctest --test-dir build-asan --output-on-failure -j"$(nproc)" -LE slow
+            ctest --test-dir build-asan --output-on-failure -j"$(nproc)" -LE 'slow|fuzz-timed'
         ;;
     coverage)
         install_deps
