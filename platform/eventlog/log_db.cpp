@@ -9,28 +9,6 @@
 
 namespace eventlog {
 
-int statusFromSqlite(int rc) {
-    switch (rc & 0xff) {
-        case SQLITE_OK:
-        case SQLITE_ROW:
-        case SQLITE_DONE:
-            return 0;
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            return API_BUSY;
-        case SQLITE_CORRUPT:
-        case SQLITE_NOTADB:
-        case SQLITE_FORMAT:
-            return API_CORRUPT;
-        case SQLITE_RANGE:
-        case SQLITE_MISUSE:
-        case SQLITE_TOOBIG:
-            return API_INVALID_ARGUMENT;
-        default:
-            return API_IO_ERROR;
-    }
-}
-
 namespace {
 
 int pragmaInt(sqlite3* db, const char* sql, int& value, int* sqliteCode) {
@@ -42,13 +20,13 @@ int pragmaInt(sqlite3* db, const char* sql, int& value, int* sqliteCode) {
         return 0;
     }
     *sqliteCode = rc;
-    return statusFromSqlite(rc) ? statusFromSqlite(rc) : API_CORRUPT;
+    return platform_sql::failure_of(rc) ? platform_sql::failure_of(rc) : API_CORRUPT;
 }
 
 int exec(sqlite3* db, const char* sql, int* sqliteCode) {
     int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
     *sqliteCode = rc;
-    return statusFromSqlite(rc);
+    return platform_sql::failure_of(rc);
 }
 
 // Cache size goes to SQLite in KiB (a negative cache_size is a size, not a
@@ -132,7 +110,7 @@ dsv_log_handle_t dsv_log_init(const tk_string& location, const dsv_log_settings_
         SQLITE_OPEN_NOMUTEX;
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(location.c_str(), &db, flags, nullptr);
-    int st = statusFromSqlite(rc);
+    int st = platform_sql::failure_of(rc);
     if (!st) {
         sqlite3_extended_result_codes(db, 1);
         // Readers wait only briefly for a writer: the service has its own

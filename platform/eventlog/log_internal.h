@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include "../sqlite/sql_db.h"
 #include "event_log.h"
 
 struct dsv_log {
@@ -16,6 +17,8 @@ struct dsv_log {
 
 namespace eventlog {
 
+using platform_sql::Stmt;
+
 // Identifies a log database among SQLite files ("WSLG"), and the schema
 // version this code writes and reads.
 constexpr int kApplicationId = 0x57534C47;
@@ -25,27 +28,6 @@ constexpr int kSchemaVersion = 1;
 extern const char* const kSchemaSql;
 // Column list in the order rowToEvent() reads and bindEvent() writes.
 extern const char* const kColumns;
-
-// Maps a SQLite result code to an api_status_code_t (0 for SQLITE_OK/ROW/DONE).
-int statusFromSqlite(int rc);
-
-// Finalises a prepared statement when it goes out of scope.
-class Stmt {
-  public:
-    Stmt() = default;
-    ~Stmt() { sqlite3_finalize(m_stmt); }
-    Stmt(const Stmt&) = delete;
-    Stmt& operator=(const Stmt&) = delete;
-    int prepare(sqlite3* db, const char* sql) {
-        sqlite3_finalize(m_stmt);
-        m_stmt = nullptr;
-        return sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr);
-    }
-    sqlite3_stmt* get() const { return m_stmt; }
-
-  private:
-    sqlite3_stmt* m_stmt = nullptr;
-};
 
 // Device-time microseconds of a timeval and back (floor for negative times).
 int64_t toMicros(const timeval& tv);

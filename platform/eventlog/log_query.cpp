@@ -102,7 +102,7 @@ int CLog::retrieve(std::vector<CEvent>& out, const tk_string* pathFilter, const 
                     dir + ", seq" + dir + " LIMIT ?8 OFFSET ?9";
     Stmt st;
     rc = st.prepare(m_handle->db, sql.c_str());
-    if (rc != SQLITE_OK) return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_OK) return fail(platform_sql::failure_of(rc), rc);
     where.bind(st.get());
     sqlite3_bind_int64(st.get(), 8, maxCount ? static_cast<int64_t>(maxCount) : -1);
     sqlite3_bind_int64(st.get(), 9, offset);
@@ -113,7 +113,7 @@ int CLog::retrieve(std::vector<CEvent>& out, const tk_string* pathFilter, const 
     }
     if (rc != SQLITE_DONE) {
         out.clear();
-        return fail(statusFromSqlite(rc), rc);
+        return fail(platform_sql::failure_of(rc), rc);
     }
     // The page was read from the end it is taken from; put it in the order
     // asked for.
@@ -130,10 +130,10 @@ int CLog::count(uint64_t& n, const tk_string* pathFilter, const timeval* start,
     tk_string sql = "SELECT count(*) FROM events" + where.sql;
     Stmt st;
     int rc = st.prepare(m_handle->db, sql.c_str());
-    if (rc != SQLITE_OK) return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_OK) return fail(platform_sql::failure_of(rc), rc);
     where.bind(st.get());
     rc = sqlite3_step(st.get());
-    if (rc != SQLITE_ROW) return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_ROW) return fail(platform_sql::failure_of(rc), rc);
     n = static_cast<uint64_t>(sqlite3_column_int64(st.get(), 0));
     m_status = api_status_t{API_SUCCESS, 0};
     return 0;

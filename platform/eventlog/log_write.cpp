@@ -19,7 +19,7 @@ int stepOnce(sqlite3* db, const char* sql, int64_t* value, int* sqliteCode) {
         if (value) *value = sqlite3_column_int64(st.get(), 0);
         return 0;
     }
-    return statusFromSqlite(rc);
+    return platform_sql::failure_of(rc);
 }
 
 }  // namespace
@@ -44,7 +44,7 @@ int CLog::open_writer(const tk_string& location, int pageSize, int cacheSize, in
     }
     if (rc != SQLITE_DONE) {
         close();
-        return fail(statusFromSqlite(rc), rc);
+        return fail(platform_sql::failure_of(rc), rc);
     }
     return 0;
 }
@@ -66,7 +66,7 @@ int CLog::sequence_range(uint64_t& first, uint64_t& last) {
     Stmt st;
     int rc = st.prepare(m_handle->db, "SELECT min(seq), max(seq) FROM events");
     if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
-    if (rc != SQLITE_ROW) return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_ROW) return fail(platform_sql::failure_of(rc), rc);
     first = static_cast<uint64_t>(sqlite3_column_int64(st.get(), 0));
     last = static_cast<uint64_t>(sqlite3_column_int64(st.get(), 1));
     return 0;
@@ -87,7 +87,7 @@ int CLog::append(std::vector<CEvent>& events) {
         return fail(m_handle ? API_NOT_PERMITTED : API_NOT_CONNECTED, 0);
     sqlite3* db = m_handle->db;
     int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK) return fail(statusFromSqlite(rc), rc);
+    if (rc != SQLITE_OK) return fail(platform_sql::failure_of(rc), rc);
     int64_t seq = 0;
     uint32_t limit = 0;
     int st = stepOnce(db, "SELECT coalesce(max(seq), 0) FROM events", &seq, &rc);
@@ -97,13 +97,13 @@ int CLog::append(std::vector<CEvent>& events) {
         tk_string sql = tk_string("INSERT INTO events(") + kColumns +
                         ") VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
         rc = ins.prepare(db, sql.c_str());
-        st = statusFromSqlite(rc);
+        st = platform_sql::failure_of(rc);
     }
     for (size_t i = 0; !st && i < events.size(); ++i) {
         sqlite3_reset(ins.get());
         bindEvent(ins.get(), events[i], ++seq);
         rc = sqlite3_step(ins.get());
-        st = statusFromSqlite(rc);
+        st = platform_sql::failure_of(rc);
         events[i].sequenceIndex = static_cast<uint32_t>(seq);
     }
     // Oldest-first pruning: sequence indexes are contiguous, so everything at
@@ -115,7 +115,7 @@ int CLog::append(std::vector<CEvent>& events) {
             sqlite3_bind_int64(del.get(), 1, seq - static_cast<int64_t>(limit));
             rc = sqlite3_step(del.get());
         }
-        st = statusFromSqlite(rc);
+        st = platform_sql::failure_of(rc);
     }
     if (st) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -124,7 +124,7 @@ int CLog::append(std::vector<CEvent>& events) {
     rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
     if (rc != SQLITE_OK) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-        return fail(statusFromSqlite(rc), rc);
+        return fail(platform_sql::failure_of(rc), rc);
     }
     m_status = api_status_t{API_SUCCESS, 0};
     return 0;

@@ -27,6 +27,7 @@ int status_of(int sqliteCode) {
         case SQLITE_TOOBIG:
         case SQLITE_MISMATCH:
         case SQLITE_RANGE:
+        case SQLITE_MISUSE:
             return API_INVALID_ARGUMENT;
         default:  // IOERR, FULL, CANTOPEN, READONLY, PERM, NOMEM, ...
             return API_IO_ERROR;

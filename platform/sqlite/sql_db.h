@@ -13,8 +13,38 @@
 
 namespace platform_sql {
 
-// Status code (api_status_code_t) of a SQLite result code.
+// The one mapping of SQLite result codes to status codes
+// (api_status_code_t) for the store and the logs: API_SUCCESS for OK, ROW
+// and DONE; busy and locked: API_BUSY; a damaged file or one that is no
+// database: API_CORRUPT; a constraint: API_NOT_PERMITTED; a value or
+// statement out of range or misused: API_INVALID_ARGUMENT; everything else
+// (I/O, full disk, cannot open, read-only, no memory): API_IO_ERROR.
 int status_of(int sqliteCode);
+// The same, with 0 for the success codes: the logs' convention of "0 or a
+// failure status".
+inline int failure_of(int sqliteCode) {
+    const int st = status_of(sqliteCode);
+    return st == API_SUCCESS ? 0 : st;
+}
+
+// A prepared statement of its own (not from a connection's cache),
+// finalised when it leaves scope.
+class Stmt {
+  public:
+    Stmt() = default;
+    ~Stmt() { sqlite3_finalize(m_s); }
+    Stmt(const Stmt&) = delete;
+    Stmt& operator=(const Stmt&) = delete;
+    int prepare(sqlite3* db, const char* sql) {
+        sqlite3_finalize(m_s);
+        m_s = nullptr;
+        return sqlite3_prepare_v2(db, sql, -1, &m_s, nullptr);
+    }
+    sqlite3_stmt* get() const { return m_s; }
+
+  private:
+    sqlite3_stmt* m_s = nullptr;
+};
 
 class SqlDb {
   public:

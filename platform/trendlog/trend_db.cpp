@@ -23,38 +23,14 @@ const char* const kSchemaSql =
     " PRIMARY KEY(device, time, period)) WITHOUT ROWID;"
     "CREATE INDEX snapshots_by_period ON snapshots(device, period, time);";
 
-int statusFromSqlite(int rc) {
-    switch (rc & 0xff) {
-        case SQLITE_OK:
-        case SQLITE_ROW:
-        case SQLITE_DONE:
-            return 0;
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            return API_BUSY;
-        case SQLITE_CORRUPT:
-        case SQLITE_NOTADB:
-        case SQLITE_FORMAT:
-            return API_CORRUPT;
-        case SQLITE_RANGE:
-        case SQLITE_MISUSE:
-        case SQLITE_TOOBIG:
-        case SQLITE_CONSTRAINT:
-            return API_INVALID_ARGUMENT;
-        case SQLITE_CANTOPEN:
-            return API_IO_ERROR;
-        default:
-            return API_IO_ERROR;
-    }
-}
-
 namespace {
 
 int pragmaInt(sqlite3* db, const char* sql, int& value, int& rc) {
     Stmt st;
     rc = st.prepare(db, sql);
     if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
-    if (rc != SQLITE_ROW) return statusFromSqlite(rc) ? statusFromSqlite(rc) : API_CORRUPT;
+    if (rc != SQLITE_ROW)
+        return platform_sql::failure_of(rc) ? platform_sql::failure_of(rc) : API_CORRUPT;
     value = sqlite3_column_int(st.get(), 0);
     rc = SQLITE_OK;
     return 0;
@@ -69,7 +45,7 @@ int createSchema(sqlite3* db, unsigned pageSize, int& rc) {
         sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
     }
     rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK) return statusFromSqlite(rc);
+    if (rc != SQLITE_OK) return platform_sql::failure_of(rc);
     int tables = 0;
     int st = pragmaInt(db, "SELECT count(*) FROM sqlite_master", tables, rc);
     if (!st && tables == 0) {
@@ -77,14 +53,14 @@ int createSchema(sqlite3* db, unsigned pageSize, int& rc) {
         snprintf(sql, sizeof sql, "PRAGMA application_id=%d; PRAGMA user_version=%d;",
                  kApplicationId, kSchemaVersion);
         if (rc == SQLITE_OK) rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-        st = statusFromSqlite(rc);
+        st = platform_sql::failure_of(rc);
     }
     if (st) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
         return st;
     }
     rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-    return statusFromSqlite(rc);
+    return platform_sql::failure_of(rc);
 }
 
 int checkSchema(sqlite3* db, bool integrity, int& rc) {
@@ -98,7 +74,8 @@ int checkSchema(sqlite3* db, bool integrity, int& rc) {
     Stmt q;
     rc = q.prepare(db, "PRAGMA quick_check");
     if (rc == SQLITE_OK) rc = sqlite3_step(q.get());
-    if (rc != SQLITE_ROW) return statusFromSqlite(rc) ? statusFromSqlite(rc) : API_CORRUPT;
+    if (rc != SQLITE_ROW)
+        return platform_sql::failure_of(rc) ? platform_sql::failure_of(rc) : API_CORRUPT;
     const unsigned char* text = sqlite3_column_text(q.get(), 0);
     rc = SQLITE_OK;
     return text && std::strcmp(reinterpret_cast<const char*>(text), "ok") == 0 ? 0 : API_CORRUPT;
@@ -138,7 +115,7 @@ void CLog::close() {
 int CLog::fail(int sqliteCode, int status) {
     m_sqliteCode = sqliteCode;
     if (status) return status;
-    int st = statusFromSqlite(sqliteCode);
+    int st = platform_sql::failure_of(sqliteCode);
     return st ? st : API_IO_ERROR;
 }
 

@@ -8,9 +8,12 @@
 #include <cstring>
 #include <string>
 
+#include "../sqlite/sql_db.h"
 #include "trend_log.h"
 
 namespace trendlog {
+
+using platform_sql::Stmt;
 
 // Identifies a trend log among SQLite files ("WSTR") and the schema version
 // this code writes and reads.
@@ -22,27 +25,6 @@ constexpr int kValuesPerSample = 5;
 constexpr size_t kSampleBytes = kValuesPerSample * sizeof(double);
 
 extern const char* const kSchemaSql;
-
-// api_status_code_t of a SQLite result code (0 for OK, ROW and DONE).
-int statusFromSqlite(int rc);
-
-// A prepared statement finalised when it leaves scope.
-class Stmt {
-  public:
-    Stmt() = default;
-    ~Stmt() { sqlite3_finalize(m_s); }
-    Stmt(const Stmt&) = delete;
-    Stmt& operator=(const Stmt&) = delete;
-    int prepare(sqlite3* db, const char* sql) {
-        sqlite3_finalize(m_s);
-        m_s = nullptr;
-        return sqlite3_prepare_v2(db, sql, -1, &m_s, nullptr);
-    }
-    sqlite3_stmt* get() const { return m_s; }
-
-  private:
-    sqlite3_stmt* m_s = nullptr;
-};
 
 // The value `v` (0..4) of slot `slot` in a snapshot's value blob; NaN when the
 // blob is shorter (the parameter was added after the snapshot was written).
