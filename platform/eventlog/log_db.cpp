@@ -29,26 +29,15 @@ int exec(sqlite3* db, const char* sql, int* sqliteCode) {
     return platform_sql::failure_of(rc);
 }
 
-// Cache size goes to SQLite in KiB (a negative cache_size is a size, not a
-// page count), so the setting is independent of the page size.
 void applySettings(sqlite3* db, const dsv_log_settings_t& s) {
-    char sql[64];
-    if (s.cacheSize > 0) {
-        int kib = s.cacheSize / 1024 > 0 ? s.cacheSize / 1024 : 1;
-        snprintf(sql, sizeof sql, "PRAGMA cache_size=-%d", kib);
-        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    }
-    if (s.heapLimit > 0) sqlite3_soft_heap_limit64(s.heapLimit);
+    platform_sql::apply_cache_and_heap(db, s.cacheSize, s.heapLimit);
 }
 
 // A writer makes the file a log the first time it sees it empty. The page
 // size only takes effect here, before the first table exists.
 int prepareWriter(sqlite3* db, const dsv_log_settings_t& s, int* sqliteCode) {
     char sql[64];
-    if (s.pageSize > 0) {
-        snprintf(sql, sizeof sql, "PRAGMA page_size=%d", s.pageSize);
-        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    }
+    platform_sql::apply_page_size(db, s.pageSize);
     int st = exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", sqliteCode);
     if (st) return st;
     st = exec(db, "BEGIN IMMEDIATE", sqliteCode);

@@ -21,7 +21,7 @@ using platform_sql::Stmt;
 
 // Identifies a log database among SQLite files ("WSLG"), and the schema
 // version this code writes and reads.
-constexpr int kApplicationId = 0x57534C47;
+constexpr int kApplicationId = platform_sql::kEventLogApplicationId;
 constexpr int kSchemaVersion = 1;
 
 // The one table and its indexes; see docs/event-logs.md.

@@ -34,6 +34,32 @@ int status_of(int sqliteCode) {
     }
 }
 
+void apply_cache_and_heap(sqlite3* db, long long cacheBytes, long long heapLimitBytes) {
+    if (cacheBytes > 0) {
+        char sql[64];
+        std::snprintf(sql, sizeof sql, "PRAGMA cache_size=-%lld",
+                      cacheBytes / 1024 > 0 ? cacheBytes / 1024 : 1);
+        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    }
+    if (heapLimitBytes > 0) sqlite3_soft_heap_limit64(heapLimitBytes);
+}
+
+void apply_page_size(sqlite3* db, long long pageBytes) {
+    if (pageBytes <= 0) return;
+    char sql[64];
+    std::snprintf(sql, sizeof sql, "PRAGMA page_size=%lld", pageBytes);
+    sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+}
+
+int query_int(sqlite3* db, const char* sql, int& value) {
+    Stmt st;
+    int rc = st.prepare(db, sql);
+    if (rc == SQLITE_OK) rc = sqlite3_step(st.get());
+    if (rc != SQLITE_ROW) return rc == SQLITE_DONE ? SQLITE_CORRUPT : rc;
+    value = sqlite3_column_int(st.get(), 0);
+    return SQLITE_OK;
+}
+
 SqlDb::~SqlDb() {
     close();
 }

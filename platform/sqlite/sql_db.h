@@ -13,6 +13,26 @@
 
 namespace platform_sql {
 
+// What kind of file a database is: its PRAGMA application_id, set when the
+// file is created ("WSDS", "WSLG", "WSTR" in ASCII) and checked on every
+// open, so that a path pointed at the wrong kind of file is refused as
+// corrupt instead of being read or written as something it is not.
+constexpr int kStoreApplicationId = 0x57534453;
+constexpr int kEventLogApplicationId = 0x57534C47;
+constexpr int kTrendLogApplicationId = 0x57535452;
+
+// The tuning options of the log databases (-p, -c, -l), applied in one
+// place. The cache size goes to SQLite in KiB (a negative cache_size is a
+// size, not a page count), so it does not depend on the page size; the heap
+// limit is process-wide; the page size only takes effect on a file that has
+// no table yet. Zero leaves SQLite's default.
+void apply_cache_and_heap(sqlite3* db, long long cacheBytes, long long heapLimitBytes);
+void apply_page_size(sqlite3* db, long long pageBytes);
+
+// Reads an integer PRAGMA (or any one-value query) of `db` into `value`;
+// returns a SQLite code.
+int query_int(sqlite3* db, const char* sql, int& value);
+
 // The one mapping of SQLite result codes to status codes
 // (api_status_code_t) for the store and the logs: API_SUCCESS for OK, ROW
 // and DONE; busy and locked: API_BUSY; a damaged file or one that is no

@@ -18,7 +18,8 @@ static const char* const kSchema =
     " property INTEGER NOT NULL, source TEXT NOT NULL DEFAULT '',"
     " PRIMARY KEY(node, name)) WITHOUT ROWID;"
     "INSERT INTO node(id, parent, path, name) VALUES(1, 0, '/', '');"
-    "PRAGMA user_version=1;";
+    "PRAGMA user_version=1;"
+    "PRAGMA application_id=1465074771;";  // platform_sql::kStoreApplicationId
 
 static std::string absolute(const std::string& file) {
     if (!file.empty() && file[0] == '/') return file;
@@ -27,30 +28,46 @@ static std::string absolute(const std::string& file) {
     return std::string(cwd) + "/" + file;
 }
 
-static int user_version(dsv_handle* h, int& version) {
-    sqlite3_stmt* s = h->db.stmt("PRAGMA user_version");
-    if (!s) return SQLITE_ERROR;
-    platform_sql::StmtGuard g(s);
-    int rc = sqlite3_step(s);
-    if (rc != SQLITE_ROW) return rc;
-    version = sqlite3_column_int(s, 0);
-    return SQLITE_OK;
-}
-
 // Creates the schema once; a second process racing us waits on the write
-// lock and then finds the version set.
+// lock and then finds the version set. A file of another kind (a log, or
+// any database that is not a store) is refused as corrupt and left as it
+// is; a store made before stores carried their kind (application_id 0, the
+// store's tables) is accepted.
 static int check_schema(dsv_handle* h, api_status_t& status) {
-    int version = 0;
-    int rc = user_version(h, version);
+    sqlite3* db = h->db.raw();
+    int version = 0, kind = 0;
+    int rc = platform_sql::query_int(db, "PRAGMA user_version", version);
+    if (rc == SQLITE_OK) rc = platform_sql::query_int(db, "PRAGMA application_id", kind);
     if (rc != SQLITE_OK) return fail(status, rc);
-    if (version == kSchemaVersion) return API_SUCCESS;
+    if (kind != 0 && kind != platform_sql::kStoreApplicationId) {
+        set_status(status, API_CORRUPT);
+        return API_CORRUPT;
+    }
+    if (version == kSchemaVersion) {
+        int tables = 0;
+        rc = platform_sql::query_int(
+            db, "SELECT count(*) FROM sqlite_master WHERE type='table' AND name IN ('node','leaf')",
+            tables);
+        if (rc != SQLITE_OK) return fail(status, rc);
+        if (tables == 2) return API_SUCCESS;
+        set_status(status, API_CORRUPT);
+        return API_CORRUPT;
+    }
     if (version > kSchemaVersion) {
         set_status(status, API_SCHEMA_MISMATCH);
         return API_SCHEMA_MISMATCH;
     }
     Txn t(h, true);
     if (t.rc() != SQLITE_OK) return fail(status, t.rc());
-    rc = user_version(h, version);
+    rc = platform_sql::query_int(db, "PRAGMA user_version", version);
+    int tables = 0;
+    if (rc == SQLITE_OK)
+        rc = platform_sql::query_int(db, "SELECT count(*) FROM sqlite_master", tables);
+    if (rc == SQLITE_OK && version == 0 && tables != 0) {
+        // Tables of something else in a file without a version: not ours.
+        set_status(status, API_CORRUPT);
+        return API_CORRUPT;
+    }
     if (rc == SQLITE_OK && version == 0) rc = h->db.exec(kSchema);
     if (rc == SQLITE_OK) rc = t.commit();
     if (rc != SQLITE_OK) return fail(status, rc);

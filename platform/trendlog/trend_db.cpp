@@ -40,10 +40,7 @@ int pragmaInt(sqlite3* db, const char* sql, int& value, int& rc) {
 // effect before the first table exists.
 int createSchema(sqlite3* db, unsigned pageSize, int& rc) {
     char sql[96];
-    if (pageSize > 0) {
-        snprintf(sql, sizeof sql, "PRAGMA page_size=%u", pageSize);
-        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    }
+    platform_sql::apply_page_size(db, pageSize);
     rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     if (rc != SQLITE_OK) return platform_sql::failure_of(rc);
     int tables = 0;
@@ -85,13 +82,7 @@ void applySettings(sqlite3* db, unsigned busyMs, bool exclusive, unsigned cacheS
                    unsigned heapLimit) {
     sqlite3_extended_result_codes(db, 1);
     sqlite3_busy_timeout(db, static_cast<int>(busyMs));
-    char sql[64];
-    if (cacheSize > 0) {
-        // A negative cache_size is KiB, independent of the page size.
-        snprintf(sql, sizeof sql, "PRAGMA cache_size=-%u", cacheSize / 1024 ? cacheSize / 1024 : 1);
-        sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    }
-    if (heapLimit > 0) sqlite3_soft_heap_limit64(heapLimit);
+    platform_sql::apply_cache_and_heap(db, cacheSize, heapLimit);
     if (exclusive) sqlite3_exec(db, "PRAGMA locking_mode=EXCLUSIVE", nullptr, nullptr, nullptr);
 }
 

@@ -17,7 +17,7 @@ using platform_sql::Stmt;
 
 // Identifies a trend log among SQLite files ("WSTR") and the schema version
 // this code writes and reads.
-constexpr int kApplicationId = 0x57535452;
+constexpr int kApplicationId = platform_sql::kTrendLogApplicationId;
 constexpr int kSchemaVersion = 1;
 
 // Values stored per parameter and snapshot: min, max, avg, actual, count.

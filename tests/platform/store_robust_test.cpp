@@ -1,7 +1,7 @@
 // The store under stress: batches, bad and corrupt files, a busy store,
 // fork() and several processes writing at once.
-#include <sqlite3.h>
 #include <poll.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "cds_utils.h"
+#include "event_log.h"
 #include "test_store.h"
 
 using toolkit::CElement;
@@ -116,10 +117,71 @@ TEST(StoreFiles, BadFilesGiveAClearStatus) {
     EXPECT_EQ(first.substr(0, 4), "xxxx");  // a foreign file is left as it was
 }
 
+// Each database knows its kind: a store path pointed at a log or at another
+// program's database is refused and the file left alone; a log reader
+// pointed at a store refuses it too. A store from before stores carried
+// their kind still opens.
+TEST(StoreFiles, FilesOfAnotherKindAreRefused) {
+    TempDir dir;
+    const auto sql = [&dir](const char* name, const char* text) {
+        sqlite3* db = nullptr;
+        EXPECT_EQ(sqlite3_open(dir.file(name).c_str(), &db), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(db, text, nullptr, nullptr, nullptr), SQLITE_OK) << name;
+        sqlite3_close(db);
+    };
+    {
+        toolkit::CCds store(dir.file("old.db"));
+        ASSERT_TRUE(store.is_initialized());
+    }
+    sql("old.db", "PRAGMA application_id=0");
+    sql("eventlog.db",
+        "PRAGMA application_id=1465076807; PRAGMA user_version=1;"
+        "CREATE TABLE events(x); CREATE TABLE log_meta(x);");
+    sql("other.db", "CREATE TABLE node(x); CREATE TABLE leaf(y);");
+    sql("versioned.db", "PRAGMA user_version=1; CREATE TABLE unrelated(x);");
+    const struct {
+        const char* file;
+        int status;
+    } rows[] = {
+        {"eventlog.db", API_CORRUPT},
+        {"other.db", API_CORRUPT},
+        {"versioned.db", API_CORRUPT},
+        {"old.db", API_SUCCESS},
+    };
+    for (const auto& row : rows) {
+        api_status_t st;
+        dsv_handle_t h = dsv_open(dir.file(row.file), true, st);
+        EXPECT_EQ(st.code, row.status) << row.file << ": " << st.text();
+        EXPECT_EQ(h != nullptr, row.status == API_SUCCESS) << row.file;
+        dsv_close(h);
+    }
+    int tables = 0;
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(dir.file("other.db").c_str(), &db), SQLITE_OK);
+    sqlite3_stmt* q = nullptr;
+    sqlite3_prepare_v2(db, "SELECT count(*) FROM sqlite_master", -1, &q, nullptr);
+    if (sqlite3_step(q) == SQLITE_ROW) tables = sqlite3_column_int(q, 0);
+    sqlite3_finalize(q);
+    sqlite3_close(db);
+    EXPECT_EQ(tables, 2) << "the foreign file was changed";
+
+    {
+        toolkit::CCds store(dir.file("cds.db"));
+        ASSERT_TRUE(store.is_initialized());
+    }
+    api_status_t st;
+    dsv_log_settings_t reader;
+    EXPECT_EQ(dsv_log_init(dir.file("cds.db"), reader, &st), nullptr);
+    EXPECT_EQ(st.code, API_CORRUPT);
+}
+
 TEST(StoreFiles, NewerSchemaIsRefused) {
     TempDir dir;
     std::string file = dir.file("cds.db");
-    { toolkit::CCds cds(file); ASSERT_TRUE(cds.is_initialized()); }
+    {
+        toolkit::CCds cds(file);
+        ASSERT_TRUE(cds.is_initialized());
+    }
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(db, "PRAGMA user_version=99", nullptr, nullptr, nullptr), SQLITE_OK);
