@@ -63,18 +63,15 @@ int prepareWriter(sqlite3* db, const dsv_log_settings_t& s, int* sqliteCode) {
 }  // namespace
 
 int checkSchema(sqlite3* db, int* sqliteCode) {
-    int appId = 0, version = 0, tables = 0;
-    int st = pragmaInt(db, "PRAGMA application_id", appId, sqliteCode);
-    if (!st) st = pragmaInt(db, "PRAGMA user_version", version, sqliteCode);
-    if (!st)
-        st = pragmaInt(db,
-                       "SELECT count(*) FROM sqlite_master WHERE type='table' AND "
-                       "name IN ('events','log_meta')",
-                       tables, sqliteCode);
+    int version = 0, tables = 0;
+    int st = platform_sql::check_kind(db, kApplicationId, kSchemaVersion, false, version);
+    if (st != API_SUCCESS) return st;
+    st = pragmaInt(db,
+                   "SELECT count(*) FROM sqlite_master WHERE type='table' AND "
+                   "name IN ('events','log_meta')",
+                   tables, sqliteCode);
     if (st) return st;
-    if (appId != kApplicationId || tables != 2) return API_CORRUPT;
-    if (version > kSchemaVersion) return API_SCHEMA_MISMATCH;
-    return 0;
+    return tables == 2 ? 0 : API_CORRUPT;
 }
 
 }  // namespace eventlog

@@ -60,6 +60,16 @@ int query_int(sqlite3* db, const char* sql, int& value) {
     return SQLITE_OK;
 }
 
+int check_kind(sqlite3* db, int applicationId, int maxVersion, bool acceptUnstamped, int& version) {
+    int kind = 0;
+    int rc = query_int(db, "PRAGMA application_id", kind);
+    if (rc == SQLITE_OK) rc = query_int(db, "PRAGMA user_version", version);
+    if (rc != SQLITE_OK) return status_of(rc);
+    if (kind != applicationId && !(kind == 0 && acceptUnstamped)) return API_CORRUPT;
+    if (version > maxVersion) return API_SCHEMA_MISMATCH;
+    return API_SUCCESS;
+}
+
 SqlDb::~SqlDb() {
     close();
 }

@@ -29,6 +29,13 @@ constexpr int kTrendLogApplicationId = 0x57535452;
 void apply_cache_and_heap(sqlite3* db, long long cacheBytes, long long heapLimitBytes);
 void apply_page_size(sqlite3* db, long long pageBytes);
 
+// The check every database runs when it is opened: `db` must say
+// `applicationId` (0, a file from before files said their kind, only when
+// `acceptUnstamped`) and a user_version no newer than `maxVersion`, which goes
+// to `version`. Returns API_SUCCESS, API_CORRUPT for a file of another kind,
+// API_SCHEMA_MISMATCH for a newer schema, or the status of a failed read.
+int check_kind(sqlite3* db, int applicationId, int maxVersion, bool acceptUnstamped, int& version);
+
 // Reads an integer PRAGMA (or any one-value query) of `db` into `value`;
 // returns a SQLite code.
 int query_int(sqlite3* db, const char* sql, int& value);

@@ -35,14 +35,14 @@ static std::string absolute(const std::string& file) {
 // store's tables) is accepted.
 static int check_schema(dsv_handle* h, api_status_t& status) {
     sqlite3* db = h->db.raw();
-    int version = 0, kind = 0;
-    int rc = platform_sql::query_int(db, "PRAGMA user_version", version);
-    if (rc == SQLITE_OK) rc = platform_sql::query_int(db, "PRAGMA application_id", kind);
-    if (rc != SQLITE_OK) return fail(status, rc);
-    if (kind != 0 && kind != platform_sql::kStoreApplicationId) {
-        set_status(status, API_CORRUPT);
-        return API_CORRUPT;
+    int version = 0;
+    int st = platform_sql::check_kind(db, platform_sql::kStoreApplicationId, kSchemaVersion, true,
+                                      version);
+    if (st != API_SUCCESS) {
+        set_status(status, st);
+        return st;
     }
+    int rc = SQLITE_OK;
     if (version == kSchemaVersion) {
         int tables = 0;
         rc = platform_sql::query_int(
@@ -52,10 +52,6 @@ static int check_schema(dsv_handle* h, api_status_t& status) {
         if (tables == 2) return API_SUCCESS;
         set_status(status, API_CORRUPT);
         return API_CORRUPT;
-    }
-    if (version > kSchemaVersion) {
-        set_status(status, API_SCHEMA_MISMATCH);
-        return API_SCHEMA_MISMATCH;
     }
     Txn t(h, true);
     if (t.rc() != SQLITE_OK) return fail(status, t.rc());

@@ -61,12 +61,9 @@ int createSchema(sqlite3* db, unsigned pageSize, int& rc) {
 }
 
 int checkSchema(sqlite3* db, bool integrity, int& rc) {
-    int appId = 0, version = 0;
-    int st = pragmaInt(db, "PRAGMA application_id", appId, rc);
-    if (!st) st = pragmaInt(db, "PRAGMA user_version", version, rc);
-    if (st) return st;
-    if (appId != kApplicationId) return API_CORRUPT;
-    if (version > kSchemaVersion) return API_SCHEMA_MISMATCH;
+    int version = 0;
+    int st = platform_sql::check_kind(db, kApplicationId, kSchemaVersion, false, version);
+    if (st != API_SUCCESS) return st;
     if (!integrity) return 0;
     Stmt q;
     rc = q.prepare(db, "PRAGMA quick_check");
