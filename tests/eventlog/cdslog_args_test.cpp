@@ -8,8 +8,7 @@ namespace {
 
 bool parse(std::vector<std::string> argv, cdslog::Args& args, std::string& error) {
     std::vector<char*> raw;
-    for (std::string& a : argv)
-        raw.push_back(&a[0]);
+    for (std::string& a : argv) raw.push_back(&a[0]);
     return cdslog::parseArgs(static_cast<int>(raw.size()), raw.data(), 0,
                              {"condition", "autoclose"}, args, error);
 }
@@ -20,12 +19,18 @@ TEST(CdslogArgs, Times) {
         bool ok;
         long long sec, usec;
     } rows[] = {
-        {"1700000000", true, 1700000000, 0},   {"1700000000.25", true, 1700000000, 250000},
-        {"-1.5", true, -2, 500000},            {"0.000001", true, 0, 1},
-        {"-0.25", true, -1, 750000},           {"-3", true, -3, 0},
-        {"1700000000.", false, 0, 0},          {"1700000000.1234567", false, 0, 0},
-        {"12abc", false, 0, 0},                {"", false, 0, 0},
-        {"1e9", false, 0, 0},                  {"99999999999999999999", false, 0, 0},
+        {"1700000000", true, 1700000000, 0},
+        {"1700000000.25", true, 1700000000, 250000},
+        {"-1.5", true, -2, 500000},
+        {"0.000001", true, 0, 1},
+        {"-0.25", true, -1, 750000},
+        {"-3", true, -3, 0},
+        {"1700000000.", false, 0, 0},
+        {"1700000000.1234567", false, 0, 0},
+        {"12abc", false, 0, 0},
+        {"", false, 0, 0},
+        {"1e9", false, 0, 0},
+        {"99999999999999999999", false, 0, 0},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.text);
@@ -41,10 +46,10 @@ TEST(CdslogArgs, Times) {
 TEST(CdslogArgs, AppendRecord) {
     cdslog::Args args;
     std::string error;
-    ASSERT_TRUE(parse({"--type", "8", "--path", "/M/Value", "--value", "251.5", "--vtype", "Real",
-                       "--time", "100.5", "--ack", "2", "--priority", "5", "--condition",
-                       "--note", "n", "--quality", "64"},
-                      args, error))
+    ASSERT_TRUE(parse(
+        {"--type", "8", "--path", "/M/Value", "--value", "251.5", "--vtype", "Real", "--time",
+         "100.5", "--ack", "2", "--priority", "5", "--condition", "--note", "n", "--quality", "64"},
+        args, error))
         << error;
     toolkit::CEvent ev;
     ASSERT_TRUE(cdslog::eventFromArgs(args, ev, error)) << error;

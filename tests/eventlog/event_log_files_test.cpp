@@ -23,8 +23,7 @@ std::vector<CEvent> someRecords(int n) {
 int rawExec(const std::string& file, const char* sql) {
     sqlite3* db = nullptr;
     int rc = sqlite3_open(file.c_str(), &db);
-    if (rc == SQLITE_OK)
-        rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    if (rc == SQLITE_OK) rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
     sqlite3_close(db);
     return rc;
 }
@@ -34,8 +33,7 @@ int rawExec(const std::string& file, const char* sql) {
 int openAndRead(const std::string& file) {
     CLog log;
     int st = log.open(file, 0, 0, 0);
-    if (st)
-        return st;
+    if (st) return st;
     std::vector<CEvent> out;
     return log.retrieve(out, nullptr, nullptr, nullptr, 100, false, false, 0);
 }
@@ -63,8 +61,7 @@ TEST(EventLogFiles, BrokenFilesFailWithAStatus) {
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         std::string file = dir.file(std::string("case_") + std::to_string(&r - rows) + ".db");
-        if (r.bytes != "-")
-            evtest::writeBytes(file, r.bytes);
+        if (r.bytes != "-") evtest::writeBytes(file, r.bytes);
         int st = openAndRead(file);
         if (r.expected)
             EXPECT_EQ(r.expected, st);

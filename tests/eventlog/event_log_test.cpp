@@ -20,8 +20,7 @@ namespace {
 
 std::vector<uint32_t> seqs(const std::vector<CEvent>& evs) {
     std::vector<uint32_t> out;
-    for (const CEvent& e : evs)
-        out.push_back(e.sequenceIndex);
+    for (const CEvent& e : evs) out.push_back(e.sequenceIndex);
     return out;
 }
 
@@ -82,8 +81,7 @@ TEST(EventLogPaging, PagesMatchTheirDefinition) {
         timeval s = tv(c.start), e = tv(c.end);
         std::vector<CEvent> out;
         ASSERT_EQ(0, log.retrieve(out, c.filter ? &filter : nullptr, c.start >= 0 ? &s : nullptr,
-                                  c.end >= 0 ? &e : nullptr, c.max, c.latest, c.reverse,
-                                  c.offset));
+                                  c.end >= 0 ? &e : nullptr, c.max, c.latest, c.reverse, c.offset));
         EXPECT_EQ(c.expected, seqs(out));
         uint64_t n = 0;
         ASSERT_EQ(0, log.count(n, c.filter ? &filter : nullptr, c.start >= 0 ? &s : nullptr,
@@ -121,8 +119,8 @@ TEST(EventLogPaging, BoundsHaveMicrosecondResolution) {
 TEST(EventLogPaging, FilterCharactersAreLiteral) {
     ScratchDir dir;
     std::string file = dir.file("delta.db");
-    const char* paths[] = {"/A%B/Value", "/AxB/Value", "/A_B/Value", "/A'B/Value",
-                           "/A\"B/Value", "/A[B]/Value", "/A*B/Value",
+    const char* paths[] = {"/A%B/Value", "/AxB/Value", "/A_B/Value", "/A'B/Value", "/A\"B/Value",
+                           "/A[B]/Value", "/A*B/Value",
                            // neighbours of the separators '/' and ':' in byte order
                            "/A.B/Value", "/A0/Value", "/A9/Value", "/A;B/Value", "/A/Value",
                            "/A:Units"};
@@ -134,10 +132,14 @@ TEST(EventLogPaging, FilterCharactersAreLiteral) {
         const char* filter;
         std::vector<uint32_t> expected;
     } rows[] = {
-        {"/A%", {}},     {"%", {}},         {"/A%B", {1}},    {"/A_B", {3}},
-        {"/A'B", {4}},   {"/A\"B", {5}},    {"/A[B]", {6}},   {"/A?B", {}},
-        {"/A*B", {7}},   {"/A'; DROP TABLE events; --", {}},  {"/A\\", {}},
-        {"/A", {12, 13}}, {"/A/", {12, 13}}, {"/A0", {9}},     {"/A:", {}},
+        {"/A%", {}},       {"%", {}},
+        {"/A%B", {1}},     {"/A_B", {3}},
+        {"/A'B", {4}},     {"/A\"B", {5}},
+        {"/A[B]", {6}},    {"/A?B", {}},
+        {"/A*B", {7}},     {"/A'; DROP TABLE events; --", {}},
+        {"/A\\", {}},      {"/A", {12, 13}},
+        {"/A/", {12, 13}}, {"/A0", {9}},
+        {"/A:", {}},
     };
     CLog log;
     ASSERT_EQ(0, log.open(file, 0, 0, 0));
@@ -161,7 +163,8 @@ TEST(EventLogRecords, RoundTripKeepsEveryField) {
         CElement::from_uint(4000000000u),
         CElement::from_real(230.1),
         CElement::from_float(-0.25),
-        CElement::from_string("it's \"quoted\" ; -- \xC2\xB0" "C"),
+        CElement::from_string("it's \"quoted\" ; -- \xC2\xB0"
+                              "C"),
         CElement::from_int64(std::numeric_limits<int64_t>::min()),
         CElement::from_uint64(std::numeric_limits<uint64_t>::max()),
         CElement::from_time(tv(-1, 999999)),
@@ -282,8 +285,7 @@ TEST(EventLogWriter, PrunesOldestBeyondTheLimit) {
         int64_t t = 0;
         for (size_t n : r.batches) {
             std::vector<CEvent> b;
-            for (size_t i = 0; i < n; ++i)
-                b.push_back(valueEvent("/A/Value", ++t));
+            for (size_t i = 0; i < n; ++i) b.push_back(valueEvent("/A/Value", ++t));
             ASSERT_EQ(0, w.append(b));
         }
         uint32_t limit = 99;

@@ -19,10 +19,8 @@ namespace {
 const int64_t kSec = 1000000;  // device time is in microseconds
 
 class LogRetrieval : public evtest::ServiceFixture {
-protected:
-    void SetUp() override {
-        evtest::ServiceFixture::SetUp();
-    }
+  protected:
+    void SetUp() override { evtest::ServiceFixture::SetUp(); }
     nsdx__logRetrieveRequest* request(int max, int64_t start = 0, int64_t end = 0) {
         nsdx__logRetrieveRequest* r = soap_new_nsdx__logRetrieveRequest(soap_);
         r->nMaxToReturn = max;
@@ -45,8 +43,7 @@ protected:
     // Seconds of the values' time stamps, in page order.
     static std::vector<int64_t> seconds(const nsdx__getDeltaLogResponse& r) {
         std::vector<int64_t> out;
-        for (auto* v : r.loggedValues)
-            out.push_back(v->Time / kSec);
+        for (auto* v : r.loggedValues) out.push_back(v->Time / kSec);
         return out;
     }
     // `n` records at seconds 1..n, path /M<i%3>/Value.
@@ -61,7 +58,8 @@ protected:
 TEST_F(LogRetrieval, CountLimits) {
     global().maxRecords = 8;
     deltaLog(12);
-    const std::string tooMany = "? 34 Result Too Big to Return : Please request less than 8 records.";
+    const std::string tooMany =
+        "? 34 Result Too Big to Return : Please request less than 8 records.";
     struct {
         const char* name;
         int requested;
@@ -106,7 +104,7 @@ TEST_F(LogRetrieval, EventLogMaximumIsAQuarter) {
         size_t records;
     } rows[] = {
         {11, 3, tooMany + "2 records.", 0}, {11, 0, "", 2}, {3, 0, "", 0}, {3, -1, "", 0},
-        {3, 1, tooMany + "0 records.", 0}, {0, 0, "", 0},
+        {3, 1, tooMany + "0 records.", 0},  {0, 0, "", 0},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(std::to_string(r.maxRecords) + "/" + std::to_string(r.requested));
@@ -181,23 +179,87 @@ TEST_F(LogRetrieval, TrimmingOfTheLastTimeStampGroup) {
         std::vector<int64_t> page;
         int trimmed;
     } rows[] = {
-        {"three of five at the edge", {1, 2, 3, 5, 5, 5, 5, 5}, {}, 6, true, false, false, "",
-         {1, 2, 3}, 5},
-        {"trimming off", {1, 2, 3, 5, 5, 5, 5, 5}, {}, 6, false, false, false, "",
-         {1, 2, 3, 5, 5, 5}, 0},
-        {"group complete at the edge", {1, 2, 3, 5, 5, 5, 6}, {}, 6, true, false, false, "",
-         {1, 2, 3, 5, 5, 5}, 0},
+        {"three of five at the edge",
+         {1, 2, 3, 5, 5, 5, 5, 5},
+         {},
+         6,
+         true,
+         false,
+         false,
+         "",
+         {1, 2, 3},
+         5},
+        {"trimming off",
+         {1, 2, 3, 5, 5, 5, 5, 5},
+         {},
+         6,
+         false,
+         false,
+         false,
+         "",
+         {1, 2, 3, 5, 5, 5},
+         0},
+        {"group complete at the edge",
+         {1, 2, 3, 5, 5, 5, 6},
+         {},
+         6,
+         true,
+         false,
+         false,
+         "",
+         {1, 2, 3, 5, 5, 5},
+         0},
         {"page not full", {1, 2, 5, 5}, {}, 6, true, false, false, "", {1, 2, 5, 5}, 0},
-        {"whole page is one incomplete group", {4, 4, 4, 4, 4}, {}, 3, true, false, false, "",
-         {}, 5},
-        {"group of one, next record later", {1, 2, 3, 4}, {}, 3, true, false, false, "",
-         {1, 2, 3}, 0},
-        {"latest reversed: the oldest group is last", {1, 1, 1, 2, 3}, {}, 4, true, true, true,
-         "", {3, 2}, 3},
-        {"filter counts only matching records", {1, 2, 2}, {false, false, true}, 2, true, false,
-         false, "/M", {1, 2}, 0},
-        {"filter, group incomplete", {1, 2, 2, 2}, {false, false, true, false}, 2, true, false,
-         false, "/M", {1}, 2},
+        {"whole page is one incomplete group",
+         {4, 4, 4, 4, 4},
+         {},
+         3,
+         true,
+         false,
+         false,
+         "",
+         {},
+         5},
+        {"group of one, next record later",
+         {1, 2, 3, 4},
+         {},
+         3,
+         true,
+         false,
+         false,
+         "",
+         {1, 2, 3},
+         0},
+        {"latest reversed: the oldest group is last",
+         {1, 1, 1, 2, 3},
+         {},
+         4,
+         true,
+         true,
+         true,
+         "",
+         {3, 2},
+         3},
+        {"filter counts only matching records",
+         {1, 2, 2},
+         {false, false, true},
+         2,
+         true,
+         false,
+         false,
+         "/M",
+         {1, 2},
+         0},
+        {"filter, group incomplete",
+         {1, 2, 2, 2},
+         {false, false, true, false},
+         2,
+         true,
+         false,
+         false,
+         "/M",
+         {1},
+         2},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
@@ -234,7 +296,8 @@ TEST_F(LogRetrieval, TrimmingComparesWholeStamps) {
 
 TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
     const std::string noHistory = "? 21 No History : Failed to open event log database";
-    const std::string noData = "? 22 No Data Available : Database retrieval failed with these params";
+    const std::string noData =
+        "? 22 No Data Available : Database retrieval failed with these params";
     struct {
         const char* name;
         const char* content;  // null: no file
@@ -248,8 +311,7 @@ TEST_F(LogRetrieval, UnreadableLogsAnswerInBand) {
         SCOPED_TRACE(r.name);
         evtest::ScratchDir logDir;
         global().deltaLogPath = logDir.file("d.db");
-        if (r.content)
-            evtest::writeBytes(global().deltaLogPath, r.content);
+        if (r.content) evtest::writeBytes(global().deltaLogPath, r.content);
         auto resp = delta(request(0));
         EXPECT_EQ(r.result, resp.result);
         EXPECT_TRUE(resp.loggedValues.empty());
@@ -287,8 +349,7 @@ TEST_F(LogRetrieval, BusyLogIsRetriedFiveTimes) {
                                       nullptr, nullptr, nullptr));
     nsdx__logRetrieveRequest* rq = request(0);
     auto resp = delta(rq);
-    EXPECT_EQ("? 22 No Data Available : Database retrieval failed with these params",
-              resp.result);
+    EXPECT_EQ("? 22 No Data Available : Database retrieval failed with these params", resp.result);
     EXPECT_TRUE(resp.loggedValues.empty());
     EXPECT_EQ(std::vector<unsigned>(4, 1000000), gw_->clock().pauses);
     sqlite3_exec(holder, "ROLLBACK", nullptr, nullptr, nullptr);

@@ -65,9 +65,10 @@ const EventRow kEventRows[] = {
      kNull, "Device Node Structure Changed", kNull},
     {"configuration change with its own text", [] { return configChange(true, "Node /X added"); },
      false, 2, "/", kNull, kNull, "Node /X added", kNull},
-    {"configuration change below the node", [] { return configChange(true, "", "/Value"); },
-     false, 2, "/", kNull, kNull, "Device Node Structure Changed", kNull},
-    {"configuration change switched off", [] { return configChange(false); }, true, 0, kNull, kNull, kNull, kNull, kNull},
+    {"configuration change below the node", [] { return configChange(true, "", "/Value"); }, false,
+     2, "/", kNull, kNull, "Device Node Structure Changed", kNull},
+    {"configuration change switched off", [] { return configChange(false); }, true, 0, kNull, kNull,
+     kNull, kNull, kNull},
     {"other software event", [] { return event(1, "/Software/Watchdogs/x/Value", kReal); }, true, 0,
      kNull, kNull, kNull, kNull, kNull},
     {"software prefix without separator",
@@ -96,12 +97,17 @@ const EventRow kEventRows[] = {
      "/Meters/Breaker", "Tripped", "2", "", kNull},
     {"multistate signed", [] { return event(1, "/Meters/Breaker/Value", CElement::from_int(0)); },
      false, 0, "/Meters/Breaker", "Open", "0", "", kNull},
-    {"plain integer", [] { return event(1, "/Meters/Count/Value", CElement::from_int(42)); },
-     false, 0, "/Meters/Count", "42", kNull, "", kNull},
+    {"plain integer", [] { return event(1, "/Meters/Count/Value", CElement::from_int(42)); }, false,
+     0, "/Meters/Count", "42", kNull, "", kNull},
     {"boolean not on a Value leaf",
      [] { return event(1, "/Meters/Input/Writable", CElement::from_bool(true)); }, false, 0,
      "/Meters/Input:Writable", "true", kNull, "", kNull},
-    {"description kept", [] { CEvent e = event(8, "/Meters/M1/Value", kReal); e.description = "High"; return e; },
+    {"description kept",
+     [] {
+         CEvent e = event(8, "/Meters/M1/Value", kReal);
+         e.description = "High";
+         return e;
+     },
      false, 0, "/Meters/M1", "230.5", kNull, "High", kNull},
     {"quality 0", [] { return withQuality(event(1, "/Meters/M1/Value", kReal), 0); }, false, 0,
      "/Meters/M1", "230.5", kNull, "", "0"},
@@ -119,8 +125,8 @@ const EventRow kEventRows[] = {
      "System Event", "192"},
     {"log level 192", [] { return logEntry(192); }, false, 0, "/Meters/Count", "5", kNull,
      "System Event", kNull},
-    {"log entry with text", [] { return logEntry(3, "Disk full"); }, false, 0, "/Meters/Count",
-     "5", kNull, "Disk full", "192"},
+    {"log entry with text", [] { return logEntry(3, "Disk full"); }, false, 0, "/Meters/Count", "5",
+     kNull, "Disk full", "192"},
 };
 
 class EventMapping : public evtest::ServiceFixture {};
@@ -130,27 +136,27 @@ class EventMapping : public evtest::ServiceFixture {};
 TEST_F(EventMapping, EventRecords) {
     log_state_cache_t cache;
     for (log_state_cache_t* c : {static_cast<log_state_cache_t*>(nullptr), &cache, &cache})
-    for (const EventRow& r : kEventRows) {
-        SCOPED_TRACE(r.name);
-        CEvent ev = r.make();
-        nss1__Event* e = buildEvent(&global(), soap_, ev, c);
-        if (r.dropped) {
-            EXPECT_EQ(nullptr, e);
-            continue;
+        for (const EventRow& r : kEventRows) {
+            SCOPED_TRACE(r.name);
+            CEvent ev = r.make();
+            nss1__Event* e = buildEvent(&global(), soap_, ev, c);
+            if (r.dropped) {
+                EXPECT_EQ(nullptr, e);
+                continue;
+            }
+            ASSERT_NE(nullptr, e);
+            EXPECT_EQ(r.type, static_cast<int>(e->EventType));
+            EXPECT_EQ(r.source, orNull(e->SourcePath));
+            EXPECT_EQ(r.value, orNull(e->Value));
+            EXPECT_EQ(r.numeric, orNull(e->NumericValue));
+            EXPECT_EQ(r.description, orNull(e->Description));
+            EXPECT_EQ(r.quality, orNull(e->Quality));
+            EXPECT_EQ(9000000000ull, e->EventId);
+            EXPECT_EQ(77u, e->SequenceIndex);
+            EXPECT_EQ(1700000000250000LL, e->Time);  // device time: microseconds
+            EXPECT_EQ(nullptr, e->ComtradeWaveformUrls);
+            EXPECT_EQ(nullptr, e->Details);
         }
-        ASSERT_NE(nullptr, e);
-        EXPECT_EQ(r.type, static_cast<int>(e->EventType));
-        EXPECT_EQ(r.source, orNull(e->SourcePath));
-        EXPECT_EQ(r.value, orNull(e->Value));
-        EXPECT_EQ(r.numeric, orNull(e->NumericValue));
-        EXPECT_EQ(r.description, orNull(e->Description));
-        EXPECT_EQ(r.quality, orNull(e->Quality));
-        EXPECT_EQ(9000000000ull, e->EventId);
-        EXPECT_EQ(77u, e->SequenceIndex);
-        EXPECT_EQ(1700000000250000LL, e->Time);  // device time: microseconds
-        EXPECT_EQ(nullptr, e->ComtradeWaveformUrls);
-        EXPECT_EQ(nullptr, e->Details);
-    }
 }
 
 TEST_F(EventMapping, AlarmRecords) {
@@ -247,7 +253,8 @@ TEST_F(EventMapping, ExtractValueNPathKeepsNormalisedPathsAsGiven) {
     EXPECT_EQ("/Meters/Input", orNull(path));
     EXPECT_EQ("Off", orNull(value));
     EXPECT_EQ("0", orNull(numeric));
-    extractValueNPath(&global(), soap_, "/", false, CElement::from_uint(3), &path, &value, &numeric);
+    extractValueNPath(&global(), soap_, "/", false, CElement::from_uint(3), &path, &value,
+                      &numeric);
     EXPECT_EQ("/", orNull(path));
     EXPECT_EQ("3", orNull(value));
     EXPECT_EQ(nullptr, numeric);

@@ -17,7 +17,7 @@ namespace evtest {
 
 // A fresh folder, removed with its content at the end of the test.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char tmpl[] = "/tmp/eventlog_test_XXXXXX";
         char* d = mkdtemp(tmpl);
@@ -31,7 +31,7 @@ public:
     std::string file(const std::string& name) const { return m_path + "/" + name; }
     const std::string& path() const { return m_path; }
 
-private:
+  private:
     std::string m_path;
 };
 
@@ -74,6 +74,8 @@ inline void writeBytes(const std::string& file, const std::string& bytes) {
     out << bytes;
 }
 
-inline bool exists(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
+inline bool exists(const std::string& file) {
+    return access(file.c_str(), F_OK) == 0;
+}
 
 }  // namespace evtest

@@ -10,17 +10,20 @@
 namespace evtest {
 
 class ServiceFixture : public wstest::StoreFixture {
-protected:
+  protected:
     void SetUp() override {
         StoreFixture::SetUp();
         if (HasFatalFailure()) return;
         leaf("/Meters/Breaker/ValueType", toolkit::CElement::from_string("Multistate"));
-        leaf("/Meters/Breaker/PossibleValues", toolkit::CElement::from_string("Open;Closed;Tripped"));
+        leaf("/Meters/Breaker/PossibleValues",
+             toolkit::CElement::from_string("Open;Closed;Tripped"));
         leaf("/Meters/Input/PossibleValues", toolkit::CElement::from_string("Off;On"));
         leaf("/Meters/Count/Value", toolkit::CElement::from_int(1));
     }
 };
 
-inline std::string orNull(const std::string* s) { return s ? *s : "<null>"; }
+inline std::string orNull(const std::string* s) {
+    return s ? *s : "<null>";
+}
 
 }  // namespace evtest

@@ -37,5 +37,4 @@ class ExplorerStore : public wstest::StoreFixture {
     nsdx__findAttributeMatchesResponse find(const char* startingPath, bool recursive,
                                             const char* attribute, const char* pattern,
                                             const char* options = nullptr);
-
 };

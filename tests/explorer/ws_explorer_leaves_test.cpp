@@ -82,7 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
         JoinRow{"SourceAttribute", "/Meters/M1/Label", "/Value:.Source", "Persistent"},
         JoinRow{"TypeAttribute", "/States/Breaker", "/Value:.AttribType", "Multistate"},
         // A path that does not parse: the store's bad-path status.
-        JoinRow{"MalformedPath", "/Meters//M1", "/Volts", "? 8 Bad Path Syntax : CDS access failed"},
+        JoinRow{"MalformedPath", "/Meters//M1", "/Volts",
+                "? 8 Bad Path Syntax : CDS access failed"},
         JoinRow{"UnknownAttribute", "/Meters/M1/Volts", "/Value:.Bogus",
                 "? 11 Illegal Attribute : Unknown sub-Attribute .Bogus"},
         JoinRow{"UnauthorisedRead", "/Software/Security/Secret", "/Value",

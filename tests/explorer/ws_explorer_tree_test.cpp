@@ -63,11 +63,17 @@ TEST(ExplorerListsDevice, OneLevelRuleAtTheEdges) {
         bool recursive;
         bool listed;
     } rows[] = {
-        {"/A", "/", false, true},       {"/A/B", "/", false, false},     {"/A/B", "/", true, true},
-        {"/", "/", false, true},        {"/Dev", "/Dev", false, true},
+        {"/A", "/", false, true},
+        {"/A/B", "/", false, false},
+        {"/A/B", "/", true, true},
+        {"/", "/", false, true},
+        {"/Dev", "/Dev", false, true},
         {"/Dev/y", "/Dev", false, true},
-        {"/Devxy", "/Dev", false, true}, {"/Devx/y", "/Dev", false, false},
-        {"/Dev/y/z", "/Dev", false, false}, {"/De", "/Dev", true, false}, {"", "/", true, false},
+        {"/Devxy", "/Dev", false, true},
+        {"/Devx/y", "/Dev", false, false},
+        {"/Dev/y/z", "/Dev", false, false},
+        {"/De", "/Dev", true, false},
+        {"", "/", true, false},
         {"", "", false, true},
     };
     for (const auto& r : rows)

@@ -9,7 +9,7 @@ using toolkit::CElement;
 namespace {
 
 class AuthTest : public StoreTest {
-protected:
+  protected:
     void SetUp() override {
         role("alice", CElement::from_string("operator"));
         role("root", CElement::from_string("admin"));
@@ -22,8 +22,10 @@ protected:
         m_had = old != nullptr;
     }
     void TearDown() override {
-        if (m_had) setenv("REMOTE_USER", m_saved.c_str(), 1);
-        else unsetenv("REMOTE_USER");
+        if (m_had)
+            setenv("REMOTE_USER", m_saved.c_str(), 1);
+        else
+            unsetenv("REMOTE_USER");
     }
     void role(const std::string& user, const CElement& v) {
         mk("/Software/Security/Users/" + user);
@@ -57,7 +59,7 @@ const AuthCase kCases[] = {
     {"root", "/Software/Security", false, false, true, true, true},
     {"root", "/Software/Security:Children", false, false, true, true, true},
     {"root", "/Software/SecurityLog", false, true, true, true, true},  // not below Security
-    {"Carol", "/Devices/M1/Value", false, true, true, true, true},   // role text without case
+    {"Carol", "/Devices/M1/Value", false, true, true, true, true},     // role text without case
     {"carol", "/Devices/M1/Value", false, true, false, false, false},  // user names are exact
     {"../root", "/Devices/M1/Value", false, true, false, false, false},
     {"root/x", "/Devices/M1/Value", false, true, false, false, false},
@@ -68,12 +70,14 @@ const AuthCase kCases[] = {
 
 TEST_F(AuthTest, PolicyTable) {
     for (const AuthCase& c : kCases) {
-        if (c.user) setenv("REMOTE_USER", c.user, 1);
-        else unsetenv("REMOTE_USER");
+        if (c.user)
+            setenv("REMOTE_USER", c.user, 1);
+        else
+            unsetenv("REMOTE_USER");
         CPath p(c.path);
         p.normalize();
-        std::string label = std::string(c.user ? c.user : "(unset)") + " " + c.path +
-                            (c.test ? " test" : "");
+        std::string label =
+            std::string(c.user ? c.user : "(unset)") + " " + c.path + (c.test ? " test" : "");
         EXPECT_EQ(p.is_read_authorized(), c.read) << label;
         EXPECT_EQ(p.is_cds_write_authorized(cds, c.test), c.write) << label;
         EXPECT_EQ(p.is_remove_authorized(cds), c.remove) << label;

@@ -33,7 +33,7 @@ std::string slurp(const std::string& file) {
 }
 
 class CdsctlTest : public StoreTest {
-protected:
+  protected:
     ToolRun run(const std::vector<std::string>& args, bool withStore = true) {
         std::string cmd = CDSCTL_BIN;
         if (withStore) cmd += " --store " + quote_arg(m_file);
@@ -137,7 +137,9 @@ TEST_F(CdsctlTest, ListingCommands) {
     EXPECT_EQ(ls.code, 0);
     EXPECT_EQ(ls.out, "Volts/\nNodeType = Device (String)\n");
     ToolRun tree = run({"tree", "/Dev"});
-    EXPECT_EQ(tree.out, "/Dev\n  M1/\n    NodeType = Device (String)\n    Volts/\n      Value = 230.1 (Real)\n");
+    EXPECT_EQ(
+        tree.out,
+        "/Dev\n  M1/\n    NodeType = Device (String)\n    Volts/\n      Value = 230.1 (Real)\n");
     EXPECT_EQ(run({"ls", "/Dev:NodeType"}).code, 1);
     EXPECT_EQ(run({"rm", "/Dev/M1"}).code, 0);
     EXPECT_EQ(run({"ls", "/Dev"}).out, "");
@@ -146,16 +148,23 @@ TEST_F(CdsctlTest, ListingCommands) {
 TEST_F(StoreTest, JsonRoundTripIsExact) {
     mk("/J/zeta");
     mk("/J/alpha");
-    const CElement values[] = {CElement::from_real(0.1), CElement::from_real(-0.0),
-                               CElement::from_real(NAN), CElement::from_real(-INFINITY),
-                               CElement::from_float(3.4028234663852886e38),
-                               CElement::from_int64(INT64_MIN), CElement::from_uint64(UINT64_MAX),
-                               CElement::from_time(timeval{-1, 5}),
-                               CElement::from_string("quote \" backslash \\ tab\t nl\n \x01 \xe2\x82\xac"),
-                               CElement::from_bool(false), CElement(), CElement::from_string("")};
+    const CElement values[] = {
+        CElement::from_real(0.1),
+        CElement::from_real(-0.0),
+        CElement::from_real(NAN),
+        CElement::from_real(-INFINITY),
+        CElement::from_float(3.4028234663852886e38),
+        CElement::from_int64(INT64_MIN),
+        CElement::from_uint64(UINT64_MAX),
+        CElement::from_time(timeval{-1, 5}),
+        CElement::from_string("quote \" backslash \\ tab\t nl\n \x01 \xe2\x82\xac"),
+        CElement::from_bool(false),
+        CElement(),
+        CElement::from_string("")};
     int i = 0;
     for (const CElement& v : values) {
-        std::string path = std::string(i % 2 ? "/J/zeta/" : "/J/alpha/") + "k" + std::to_string(20 - i);
+        std::string path =
+            std::string(i % 2 ? "/J/zeta/" : "/J/alpha/") + "k" + std::to_string(20 - i);
         api_status_t st;
         cds.set_leaf(path, CElement(v, timeval{1700000000 + i, i * 1111}), st,
                      i % 3 ? DSV_TRI_UNSET : DSV_TRI_TRUE, "src" + std::to_string(i));
@@ -184,7 +193,8 @@ TEST_F(StoreTest, JsonRoundTripIsExact) {
             element_property_t px, py;
             cds.get_leaf(std::string(node) + ":" + leaf, st, x, px);
             copy.get_leaf(std::string(node) + ":" + leaf, st, y, py);
-            EXPECT_TRUE(x == y) << node << ":" << leaf << " " << x.to_string() << " vs " << y.to_string();
+            EXPECT_TRUE(x == y) << node << ":" << leaf << " " << x.to_string() << " vs "
+                                << y.to_string();
             EXPECT_EQ(px, py) << leaf;
         }
     }
@@ -202,21 +212,27 @@ TEST_F(StoreTest, BadJsonImportsNothing) {
         {"{\"nodes\": [\n  {\"path\": \"/New\",}\n]}", "line 2, column 19"},
         {"{\"nodes\": [{\"path\": \"/New\"}]} x", "line 1, column 31"},
         {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"a\", \"type\": \"String\", "
-         "\"value\": \"\\ud800\"}]}]}", "unpaired surrogate"},
+         "\"value\": \"\\ud800\"}]}]}",
+         "unpaired surrogate"},
         {"[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]]]]"
-         "]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]", "nesting too deep"},
+         "]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]",
+         "nesting too deep"},
         {"{\"nodes\": {}}", "no \"nodes\" array"},
         {"{\"version\": 2, \"nodes\": []}", "unsupported version"},
         // Valid JSON, but the second record is bad: the first must not stay.
         {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"a\", \"type\": \"Integer\", "
          "\"value\": 1}]},\n {\"path\": \"/New2\", \"leaves\": [{\"name\": \"b\", \"type\": "
-         "\"Unsigned\", \"value\": -4}]}]}", "line 2, column"},
+         "\"Unsigned\", \"value\": -4}]}]}",
+         "line 2, column"},
         {"{\"nodes\": [{\"path\": \"/New\"}, {\"path\": \"/Keep/v\"}]}", "Operation not permitted"},
         {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"x\", \"type\": \"Blob\", "
-         "\"value\": 1}]}]}", "unknown type \"Blob\""},
+         "\"value\": 1}]}]}",
+         "unknown type \"Blob\""},
         {"{\"nodes\": [{\"path\": \"New\"}]}", "malformed path"},
-        {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"a/b\", \"type\": \"Integer\", "
-         "\"value\": 1}]}]}", "bad leaf name"},
+        {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"a/b\", \"type\": "
+         "\"Integer\", "
+         "\"value\": 1}]}]}",
+         "bad leaf name"},
     };
     for (const Case& c : cases) {
         std::string err;

@@ -103,14 +103,17 @@ TEST(ElementConvert, NumbersConvertOnlyWhenTheyFit) {
         CElement e = c.from;
         bool ok = e.convert_type(c.to);
         EXPECT_EQ(ok, c.ok) << c.from.to_string() << " -> " << c.to;
-        if (ok) EXPECT_EQ(e.to_string(), c.back);
-        else EXPECT_TRUE(e == c.from);
+        if (ok)
+            EXPECT_EQ(e.to_string(), c.back);
+        else
+            EXPECT_TRUE(e == c.from);
     }
 }
 
 TEST(ElementText, RealsReadBackBitForBit) {
     std::mt19937_64 rng(12345);
-    std::vector<double> values = {0.0, -0.0, 0.1, 1.0 / 3, 230.1, 1e-320, 5e-324, 1.7976931348623157e308};
+    std::vector<double> values = {0.0,   -0.0,   0.1,    1.0 / 3,
+                                  230.1, 1e-320, 5e-324, 1.7976931348623157e308};
     for (int i = 0; i < 2000; ++i) {
         uint64_t bits = rng();
         double d;

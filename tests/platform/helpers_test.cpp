@@ -10,7 +10,7 @@ using toolkit::CElement;
 namespace {
 
 class HelperTest : public StoreTest {
-protected:
+  protected:
     void SetUp() override {
         mk("/Dev/Breaker");
         put("/Dev/Breaker/ValueType", CElement::from_string("multistate"));
@@ -57,19 +57,21 @@ TEST_F(HelperTest, BooleanStateTexts) {
         const char* node;
         bool value;
         const char* text;
-    } show[] = {{"/Dev/Door", false, "Shut"}, {"/Dev/Door", true, "Ajar"},
-                {"/Dev/Plain", false, "false"}, {"/Dev/Plain", true, "true"}};
+    } show[] = {{"/Dev/Door", false, "Shut"},
+                {"/Dev/Door", true, "Ajar"},
+                {"/Dev/Plain", false, "false"},
+                {"/Dev/Plain", true, "true"}};
     for (const Case& c : show) {
         tk_string out;
         EXPECT_TRUE(ms.GetBoolStringValue(c.node, c.value, out));
         EXPECT_EQ(out, c.text) << c.node;
     }
     struct Parse {
-        const char* node, *text;
+        const char *node, *text;
         bool ok, value;
-    } parse[] = {{"/Dev/Door", "Ajar", true, true},    {"/Dev/Door", "Shut", true, false},
-                 {"/Dev/Door", "TRUE", true, true},    {"/Dev/Door", "false", true, false},
-                 {"/Dev/Door", "Open", false, false},  {"/Dev/Plain", "True", true, true},
+    } parse[] = {{"/Dev/Door", "Ajar", true, true},   {"/Dev/Door", "Shut", true, false},
+                 {"/Dev/Door", "TRUE", true, true},   {"/Dev/Door", "false", true, false},
+                 {"/Dev/Door", "Open", false, false}, {"/Dev/Plain", "True", true, true},
                  {"/Dev/Plain", "yes", false, false}};
     for (const Parse& c : parse) {
         bool b = !c.value;
@@ -101,7 +103,8 @@ TEST_F(HelperTest, StringToMultiValue) {
     for (const Case& c : cases) {
         CElement out;
         bool found = !c.found;
-        EXPECT_EQ(ms.StringToMultiValue(c.path, c.type, c.text, out, found), c.ok) << c.path << c.text;
+        EXPECT_EQ(ms.StringToMultiValue(c.path, c.type, c.text, out, found), c.ok)
+            << c.path << c.text;
         EXPECT_EQ(found, c.found) << c.path << " " << c.text;
         if (c.ok) {
             EXPECT_EQ(out.type(), c.type);
@@ -135,16 +138,18 @@ TEST_F(StoreTest, SoftwareNodeStatusAndCounters) {
 }
 
 TEST_F(StoreTest, FillSwInfoNodeFromTemplates) {
-    static const SwInfoLeafTemplate counter[] = {{"/NodeType", "Point"}, {"/ValueType", "Integer"},
-                                                 {"/Value", "17"}, {"/Units", "count"},
-                                                 {"/HasDynamicChildren", "false"}, {nullptr, nullptr}};
-    static const SwInfoLeafTemplate stamp[] = {{"/ValueType", "timeval"}, {"/Value", "86400"},
-                                               {nullptr, nullptr}};
-    static const SwInfoLeafTemplate folder[] = {{"/NodeType", "Folder"}, {"/ValueType", "None"},
+    static const SwInfoLeafTemplate counter[] = {
+        {"/NodeType", "Point"}, {"/ValueType", "Integer"},        {"/Value", "17"},
+        {"/Units", "count"},    {"/HasDynamicChildren", "false"}, {nullptr, nullptr}};
+    static const SwInfoLeafTemplate stamp[] = {
+        {"/ValueType", "timeval"}, {"/Value", "86400"}, {nullptr, nullptr}};
+    static const SwInfoLeafTemplate folder[] = {{"/NodeType", "Folder"},
+                                                {"/ValueType", "None"},
                                                 {"/Value", "ignored"},
-                                                {"/HasDynamicChildren", "true"}, {nullptr, nullptr}};
-    static const SwInfoLeafTemplate broken[] = {{"/ValueType", "Integer"}, {"/Value", "x"},
+                                                {"/HasDynamicChildren", "true"},
                                                 {nullptr, nullptr}};
+    static const SwInfoLeafTemplate broken[] = {
+        {"/ValueType", "Integer"}, {"/Value", "x"}, {nullptr, nullptr}};
     CCds_SwInfo sw("/Pub", cds);
     EXPECT_EQ(sw.FillSwInfoNode({"/Software", "/Count", counter}), 0);
     EXPECT_EQ(sw.FillSwInfoNode({"/Software", "/Since", stamp}), 0);
@@ -203,7 +208,7 @@ TEST_F(StoreTest, DeviceListAndQuality) {
     struct Case {
         const char* path;
         uint32_t quality;
-    } cases[] = {{"/Devices/M1/Volts/L1", 64}, {"/Devices/M1", 64}, {"/Devices/M2/Amps", 0},
+    } cases[] = {{"/Devices/M1/Volts/L1", 64}, {"/Devices/M1", 64},   {"/Devices/M2/Amps", 0},
                  {"/Devices/M2", 192},         {"/Loose/Point", 192}, {"bad path", 192}};
     for (const Case& c : cases) {
         CElement v(CElement::from_real(1.5), timeval{100, 5});

@@ -12,7 +12,7 @@ namespace {
 struct PathCase {
     const char* text;
     bool valid;
-    const char* canonical, *node, *attribute, *subAttribute;
+    const char *canonical, *node, *attribute, *subAttribute;
 };
 
 const PathCase kPaths[] = {
@@ -24,7 +24,8 @@ const PathCase kPaths[] = {
     {"/A/B:.HiCriticalLimit", true, "/A/B:.HiCriticalLimit", "/A/B", ".HiCriticalLimit", ""},
     {"/A/B/Value:.Time", true, "/A/B/Value:.Time", "/A/B", ".Time", ".Time"},
     {"/A/B/Value:.Source", true, "/A/B/Value:.Source", "/A/B", ".Source", ".Source"},
-    {"/A/B/Value:.AttribType", true, "/A/B/Value:.AttribType", "/A/B", ".AttribType", ".AttribType"},
+    {"/A/B/Value:.AttribType", true, "/A/B/Value:.AttribType", "/A/B", ".AttribType",
+     ".AttribType"},
     {"/A/B:Children", true, "/A/B:Children", "/A/B", "Children", ""},
     {"/:Children", true, "/:Children", "/", "Children", ""},
     {"/Software/Data Servers/WS-Publisher", true, "/Software/Data Servers/WS-Publisher",
@@ -133,11 +134,12 @@ TEST(TypeNames, NamesAndShortForms) {
     struct Case {
         const char* name;
         int type;
-    } cases[] = {{"Boolean", 1},   {"boolean", 1}, {"bool", 1},      {"Integer", 2},  {"int", 2},
-                 {"Unsigned", 3},  {"uint", 3},    {"Real", 4},      {"double", 4},   {"timeval", 5},
-                 {"TIME", 5},      {"String", 6},  {"text", 6},      {"Float", 7},    {"Integer64", 8},
-                 {"int64", 8},     {"Unsigned64", 9}, {"uint64", 9}, {"Multistate", 0}, {"", 0},
-                 {"Int", 2},       {"booleans", 0}};
+    } cases[] = {{"Boolean", 1},    {"boolean", 1},  {"bool", 1},       {"Integer", 2},
+                 {"int", 2},        {"Unsigned", 3}, {"uint", 3},       {"Real", 4},
+                 {"double", 4},     {"timeval", 5},  {"TIME", 5},       {"String", 6},
+                 {"text", 6},       {"Float", 7},    {"Integer64", 8},  {"int64", 8},
+                 {"Unsigned64", 9}, {"uint64", 9},   {"Multistate", 0}, {"", 0},
+                 {"Int", 2},        {"booleans", 0}};
     for (const Case& c : cases) EXPECT_EQ(dsv_human_str_to_enum(c.name), c.type) << c.name;
     for (int t = 1; t < DATA_TYPE_COUNT; ++t) {
         ASSERT_NE(dsv_enum_to_str(t), nullptr);

@@ -10,11 +10,9 @@ using toolkit::CElement;
 namespace {
 
 class FaultTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { fault_vfs::install(); }
-    void TearDown() override {
-        fault_vfs::uninstall();
-    }
+    void TearDown() override { fault_vfs::uninstall(); }
     TempDir dir;
 };
 

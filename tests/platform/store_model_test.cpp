@@ -59,7 +59,7 @@ TEST_F(StoreTest, RemoveNodeTakesSubtreeOnly) {
 // The read rules on one small tree: /P is a point node with leaves, /P/Sub a
 // child node, /Q a node without a Value leaf.
 class ResolveTest : public StoreTest {
-protected:
+  protected:
     void SetUp() override {
         mk("/P/Sub");
         mk("/Q");
@@ -74,7 +74,7 @@ TEST_F(ResolveTest, ReadRules) {
     struct Case {
         const char* path;
         int status;
-        const char* node, *attribute, *sub, *value;
+        const char *node, *attribute, *sub, *value;
     } cases[] = {
         {"/P/Value", 1, "/P", "Value", "", "1.5"},
         {"/P:Value", 1, "/P", "Value", "", "1.5"},
@@ -118,7 +118,7 @@ TEST_F(ResolveTest, ReadRules) {
 
 TEST_F(ResolveTest, LoppingUsesTheResolvedLeaf) {
     struct Case {
-        const char* path, *last, *rest;
+        const char *path, *last, *rest;
     } cases[] = {{"/P", "Value", "/P"},
                  {"/P/Value:.Time", "Value", "/P"},
                  {"/P:Units", "Units", "/P"},
@@ -159,14 +159,14 @@ TEST_F(ResolveTest, WriteRules) {
     } cases[] = {
         {"/P/Units", 1, "/P:Units"},
         {"/P:Units", 1, "/P/Units"},
-        {"/Q", 1, "/Q/Value"},            // a node path writes its Value leaf
-        {"/Q/New", 1, "/Q:New"},          // missing leaf of an existing node is created
+        {"/Q", 1, "/Q/Value"},    // a node path writes its Value leaf
+        {"/Q/New", 1, "/Q:New"},  // missing leaf of an existing node is created
         {"/Q:Other", 1, "/Q/Other"},
-        {"/P/Value:.Time", 4, nullptr},   // no writes to sub-attributes
+        {"/P/Value:.Time", 4, nullptr},  // no writes to sub-attributes
         {"/P/Value:.Anything", 4, nullptr},
-        {"/P:Children", 4, nullptr},      // computed lists are not stored
+        {"/P:Children", 4, nullptr},  // computed lists are not stored
         {"/P/Attributes", 4, nullptr},
-        {"/P:Sub", 4, nullptr},           // name held by a child node
+        {"/P:Sub", 4, nullptr},  // name held by a child node
         {"/Z/Value", 2, nullptr},
         {"/Z:Value", 2, nullptr},
         {"/P:a:b", 5, nullptr},
@@ -248,7 +248,7 @@ TEST_F(StoreTest, PersistenceArgumentAndProperties) {
     struct Step {
         dsv_tribool_t persist;
         element_property_t expect;
-    } steps[] = {{DSV_TRI_UNSET, ELEMENT_NORMAL},   // new leaf: Normal
+    } steps[] = {{DSV_TRI_UNSET, ELEMENT_NORMAL},  // new leaf: Normal
                  {DSV_TRI_TRUE, ELEMENT_PERSISTENT},
                  {DSV_TRI_FALSE, ELEMENT_PERSISTENT},  // kept
                  {DSV_TRI_UNSET, ELEMENT_PERSISTENT}};
@@ -275,12 +275,18 @@ TEST_F(StoreTest, PersistenceArgumentAndProperties) {
 TEST_F(StoreTest, EveryTypeStoresExactly) {
     mk("/T");
     const CElement values[] = {
-        CElement::from_bool(true),        CElement::from_int(INT32_MIN),
-        CElement::from_uint(UINT32_MAX),  CElement::from_real(-0.0),
-        CElement::from_real(NAN),         CElement::from_real(0.1),
-        CElement::from_float(1e-310),     CElement::from_time(timeval{-5, 250000}),
-        CElement::from_string("a;b\n\"c\" \xc3\xa9"), CElement::from_int64(INT64_MIN),
-        CElement::from_uint64(UINT64_MAX), CElement(),
+        CElement::from_bool(true),
+        CElement::from_int(INT32_MIN),
+        CElement::from_uint(UINT32_MAX),
+        CElement::from_real(-0.0),
+        CElement::from_real(NAN),
+        CElement::from_real(0.1),
+        CElement::from_float(1e-310),
+        CElement::from_time(timeval{-5, 250000}),
+        CElement::from_string("a;b\n\"c\" \xc3\xa9"),
+        CElement::from_int64(INT64_MIN),
+        CElement::from_uint64(UINT64_MAX),
+        CElement(),
     };
     int i = 0;
     for (const CElement& v : values) {

@@ -8,19 +8,19 @@
 #include "cds_api.h"
 
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     const std::string& path() const { return m_path; }
     std::string file(const std::string& name) const { return m_path + "/" + name; }
 
-private:
+  private:
     std::string m_path;
 };
 
 // A store on a new file, opened through CCds.
 class StoreTest : public ::testing::Test {
-protected:
+  protected:
     StoreTest() : m_file(m_dir.file("cds.db")), cds(m_file) {}
     // Writes a value and asserts success.
     void put(const std::string& path, const toolkit::CElement& v);

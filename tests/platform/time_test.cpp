@@ -50,15 +50,17 @@ TEST(QelTime, NowAgreesWithTheSystemClock) {
 namespace {
 
 class ZoneTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         const char* tz = getenv("TZ");
         m_had = tz != nullptr;
         m_saved = tz ? tz : "";
     }
     void TearDown() override {
-        if (m_had) setenv("TZ", m_saved.c_str(), 1);
-        else unsetenv("TZ");
+        if (m_had)
+            setenv("TZ", m_saved.c_str(), 1);
+        else
+            unsetenv("TZ");
         tzset();
     }
     static void zone(const char* tz) {
@@ -109,10 +111,9 @@ TEST_F(ZoneTest, SwitchInstantInBerlin) {
 
 TEST_F(ZoneTest, ZoneNames) {
     struct Case {
-        const char* tz, *standard, *daylight;
-    } cases[] = {{"Europe/Berlin", "CET", "CEST"},
-                 {"America/New_York", "EST", "EDT"},
-                 {"UTC", "UTC", ""}};
+        const char *tz, *standard, *daylight;
+    } cases[] = {
+        {"Europe/Berlin", "CET", "CEST"}, {"America/New_York", "EST", "EDT"}, {"UTC", "UTC", ""}};
     for (const Case& c : cases) {
         zone(c.tz);
         qel_tzname_t n = qel_GetLocalTimeZoneName();

@@ -5,13 +5,13 @@ using toolkit::CElement;
 
 const timeval kM1Stamp = {1700000000, 123456};
 
-void ServiceStore::SetUp()
-{
+void ServiceStore::SetUp() {
     StoreFixture::SetUp();
     if (HasFatalFailure()) return;
 
     for (const char* role : {"admin", "operator", "viewer"})
-        leaf(std::string("/Software/Security/Users/") + role + "/Role", CElement::from_string(role));
+        leaf(std::string("/Software/Security/Users/") + role + "/Role",
+             CElement::from_string(role));
     leaf("/Software/Security/Secret/Value", CElement::from_string("hidden"));
 
     leaf("/Meters/M1/Value", CElement(CElement::from_real(230.5), kM1Stamp));
@@ -49,8 +49,7 @@ void ServiceStore::SetUp()
     actAs("operator");
 }
 
-CElement ServiceStore::stored(const std::string& path, element_property_t* property)
-{
+CElement ServiceStore::stored(const std::string& path, element_property_t* property) {
     api_status_t status;
     CElement value;
     element_property_t prop = ELEMENT_NORMAL;
@@ -59,10 +58,11 @@ CElement ServiceStore::stored(const std::string& path, element_property_t* prope
     return value;
 }
 
-bool ServiceStore::exists(const std::string& path) { return cds().node_exists(path); }
+bool ServiceStore::exists(const std::string& path) {
+    return cds().node_exists(path);
+}
 
-std::string ServiceStore::getValue(const char* path, const char* options)
-{
+std::string ServiceStore::getValue(const char* path, const char* options) {
     _nsc1__getValue request;
     request.options = str(options);
     request.path = str(path);
@@ -73,8 +73,7 @@ std::string ServiceStore::getValue(const char* path, const char* options)
 }
 
 std::vector<std::string> ServiceStore::getValues(const std::vector<std::string>* paths,
-                                                 const char* options)
-{
+                                                 const char* options) {
     _nsc1__getValues request;
     request.options = str(options);
     nsc1__ArrayOfString array;
@@ -89,8 +88,7 @@ std::vector<std::string> ServiceStore::getValues(const std::vector<std::string>*
 
 std::vector<std::string> ServiceStore::getRelativeValues(const char* base,
                                                          const std::vector<std::string>& paths,
-                                                         const char* options)
-{
+                                                         const char* options) {
     _nsc1__getRelativeValues request;
     request.options = str(options);
     request.basePath = str(base);
@@ -101,29 +99,31 @@ std::vector<std::string> ServiceStore::getRelativeValues(const char* base,
 }
 
 std::string ServiceStore::setValue(const char* path, const char* value, const char* options,
-                                   int* status)
-{
+                                   int* status) {
     _nsc1__setValue request;
     request.options = str(options);
     request.path = str(path);
     request.value = str(value);
     _nsc1__setValueResponse response;
     int rc = __nsc1__setValue(soap_, &request, response);
-    if (status) *status = rc;
-    else EXPECT_EQ(rc, SOAP_OK);
+    if (status)
+        *status = rc;
+    else
+        EXPECT_EQ(rc, SOAP_OK);
     return response.setValueResult ? *response.setValueResult : "<null>";
 }
 
 std::string ServiceStore::setLeaf(const char* path, const char* value, const char* options,
-                                  int* status)
-{
+                                  int* status) {
     _nst1__SetLeaf request;
     request.options = str(options);
     request.path = str(path);
     request.value = str(value);
     _nst1__SetLeafResponse response;
     int rc = __nst1__SetLeaf(soap_, &request, response);
-    if (status) *status = rc;
-    else EXPECT_EQ(rc, SOAP_OK);
+    if (status)
+        *status = rc;
+    else
+        EXPECT_EQ(rc, SOAP_OK);
     return response.SetLeafResult ? *response.SetLeafResult : "<null>";
 }

@@ -17,7 +17,7 @@
 using wstest::rowName;
 
 class ServiceStore : public wstest::StoreFixture {
-protected:
+  protected:
     void SetUp() override;
     // Store helpers on the fixture's own connection.
     // Value, type and property of a leaf; type 0 when it cannot be read.

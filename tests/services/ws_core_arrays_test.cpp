@@ -12,40 +12,36 @@ struct RangeRow {
 };
 
 const RangeRow kRangeRows[] = {
-    {5, 0, 1, 0, 1},          {5, 1, 1, 1, 1},          {5, 1, 5, 1, 4},
-    {5, 4, 1, 4, 1},          {5, 4, 9, 4, 1},          {5, 5, 1, 0, 0},
-    {5, 9, 0, 0, 0},          {5, 0, 0, 0, 5},          {5, 2, 0, 0, 2},
-    {5, 4, 0, 0, 4},          {5, 0, 5, 0, 5},          {5, 0, 6, 0, 5},
-    {5, 1, 3, 1, 3},          {5, 0, 0xFFFFFFFFu, 0, 5}, {5, 2, 0xFFFFFFFFu, 0, 1},
-    {1, 0, 1, 0, 1},          {1, 0, 0, 0, 1},          {0, 0, 0, 0, 0},
-    {0, 0, 3, 0, 0},          {3, 1, 2, 1, 2},          {3, 2, 2, 2, 1},
+    {5, 0, 1, 0, 1}, {5, 1, 1, 1, 1},           {5, 1, 5, 1, 4},           {5, 4, 1, 4, 1},
+    {5, 4, 9, 4, 1}, {5, 5, 1, 0, 0},           {5, 9, 0, 0, 0},           {5, 0, 0, 0, 5},
+    {5, 2, 0, 0, 2}, {5, 4, 0, 0, 4},           {5, 0, 5, 0, 5},           {5, 0, 6, 0, 5},
+    {5, 1, 3, 1, 3}, {5, 0, 0xFFFFFFFFu, 0, 5}, {5, 2, 0xFFFFFFFFu, 0, 1}, {1, 0, 1, 0, 1},
+    {1, 0, 0, 0, 1}, {0, 0, 0, 0, 0},           {0, 0, 3, 0, 0},           {3, 1, 2, 1, 2},
+    {3, 2, 2, 2, 1},
 };
 
-std::vector<std::string> numbered(uint32_t size, uint32_t first = 0)
-{
+std::vector<std::string> numbered(uint32_t size, uint32_t first = 0) {
     std::vector<std::string> out;
     for (uint32_t i = 0; i < size; ++i) out.push_back(std::to_string(first + i));
     return out;
 }
 
-TEST(ArrayRange, ArithmeticTable)
-{
+TEST(ArrayRange, ArithmeticTable) {
     for (const RangeRow& row : kRangeRows) {
         std::vector<std::string> array = numbered(row.size);
         dsv_trimArrayRange(array, row.index, row.count);
         std::vector<std::string> expected;
         for (uint32_t i = 0; i < row.length; ++i) expected.push_back(std::to_string(row.first + i));
-        EXPECT_EQ(array, expected) << "size " << row.size << " index " << row.index << " count "
-                                   << row.count;
+        EXPECT_EQ(array, expected)
+            << "size " << row.size << " index " << row.index << " count " << row.count;
     }
 }
 
 // ------------------------------------------------------------- handlers
 
 class ArrayTest : public ServiceStore {
-protected:
-    std::vector<std::string> getArray(const char* path, const char* options = nullptr)
-    {
+  protected:
+    std::vector<std::string> getArray(const char* path, const char* options = nullptr) {
         _nsc1__getArray request;
         request.options = str(options);
         request.path = str(path);
@@ -53,8 +49,7 @@ protected:
         EXPECT_EQ(__nsc1__getArray(soap_, &request, response), SOAP_OK);
         return response.getArrayResult;
     }
-    std::string getArraySize(const char* path, const char* options = nullptr)
-    {
+    std::string getArraySize(const char* path, const char* options = nullptr) {
         _nsc1__getArraySize request;
         request.options = str(options);
         request.path = str(path);
@@ -63,8 +58,7 @@ protected:
         return response.getArraySizeResult ? *response.getArraySizeResult : "<null>";
     }
     std::vector<std::string> getArrayRange(const char* path, ULONG64 index, ULONG64 count,
-                                           const char* options = nullptr)
-    {
+                                           const char* options = nullptr) {
         _nsc1__getArrayRange request;
         request.options = str(options);
         request.path = str(path);
@@ -89,43 +83,64 @@ struct ArrayRow {
 const ArrayRow kArrayRows[] = {
     {"children", "/Meters/List:Children", nullptr, {"a", "b", "c"}, "3"},
     {"list leaf", "/Meters/List/PossibleValues", nullptr, {"x", "y", "z", "w", "v"}, "5"},
-    {"list leaf through colon", "/Meters/List:PossibleValues", nullptr, {"x", "y", "z", "w", "v"},
+    {"list leaf through colon",
+     "/Meters/List:PossibleValues",
+     nullptr,
+     {"x", "y", "z", "w", "v"},
      "5"},
     // A one-element array begins with the (empty) default prefix, so its size
     // is answered with the element itself.
     {"one element", "/Meters/List:WritableValues", nullptr, {"only"}, "only"},
     {"one element with a prefix", "/Meters/List:WritableValues", "errorPrefix=E", {"only"}, "1"},
     {"no children", "/Meters/List/a:Children", nullptr, {}, "0"},
-    {"attributes", "/Meters/Input:Attributes", nullptr, {"Value", "PossibleValues", "Writable", "Default"},
+    {"attributes",
+     "/Meters/Input:Attributes",
+     nullptr,
+     {"Value", "PossibleValues", "Writable", "Default"},
      "4"},
-    {"not a list attribute", "/Meters/M1:Units", nullptr,
+    {"not a list attribute",
+     "/Meters/M1:Units",
+     nullptr,
      {"? 24 Not an Array : Invalid attribute for array"},
      "? 24 Not an Array : Invalid attribute for array"},
-    {"fragment passes the loose test", "/Meters/List:Child", nullptr,
-     {"? 9 Node Not Found : CDS access failed"}, "? 9 Node Not Found : CDS access failed"},
-    {"missing node", "/Nope:Children", nullptr, {"? 9 Node Not Found : CDS access failed"},
+    {"fragment passes the loose test",
+     "/Meters/List:Child",
+     nullptr,
+     {"? 9 Node Not Found : CDS access failed"},
      "? 9 Node Not Found : CDS access failed"},
-    {"empty path", "", nullptr, {"? 8 Bad Path Syntax : No Path provided"},
+    {"missing node",
+     "/Nope:Children",
+     nullptr,
+     {"? 9 Node Not Found : CDS access failed"},
+     "? 9 Node Not Found : CDS access failed"},
+    {"empty path",
+     "",
+     nullptr,
+     {"? 8 Bad Path Syntax : No Path provided"},
      "? 8 Bad Path Syntax : No Path provided"},
-    {"no path", nullptr, nullptr, {"? 8 Bad Path Syntax : No Path provided"},
+    {"no path",
+     nullptr,
+     nullptr,
+     {"? 8 Bad Path Syntax : No Path provided"},
      "? 8 Bad Path Syntax : No Path provided"},
-    {"error with a prefix", "/Nope:Children", "errorPrefix=ERR",
-     {"ERR? 9 Node Not Found : CDS access failed"}, "ERR? 9 Node Not Found : CDS access failed"},
+    {"error with a prefix",
+     "/Nope:Children",
+     "errorPrefix=ERR",
+     {"ERR? 9 Node Not Found : CDS access failed"},
+     "ERR? 9 Node Not Found : CDS access failed"},
     // A custom error text without '?' is not recognised as an error: it is
     // split like a list.
     {"errorString is split", "/Nope:Children", "errorString=a;b", {"a"}, "a"},
 };
 
-TEST_F(ArrayTest, GetArrayAndSizeRows)
-{
+TEST_F(ArrayTest, GetArrayAndSizeRows) {
     for (const ArrayRow& row : kArrayRows) {
         EXPECT_EQ(getArray(row.path, row.options), row.array) << row.name;
         EXPECT_EQ(getArraySize(row.path, row.options), row.size) << row.name;
     }
 }
 
-TEST_F(ArrayTest, RangeRows)
-{
+TEST_F(ArrayTest, RangeRows) {
     const char* list = "/Meters/List/PossibleValues";  // x;y;z;w;v
     EXPECT_EQ(getArrayRange(list, 1, 1), Strings({"y"}));
     EXPECT_EQ(getArrayRange(list, 1, 5), Strings({"y", "z", "w", "v"}));
@@ -144,8 +159,7 @@ TEST_F(ArrayTest, RangeRows)
     EXPECT_EQ(getArrayRange(nullptr, 0, 1), Strings());
 }
 
-TEST_F(ArrayTest, ArrayHelperSkipsTheLooseTestOnlyForListNames)
-{
+TEST_F(ArrayTest, ArrayHelperSkipsTheLooseTestOnlyForListNames) {
     service_options_t options;
     parseServiceOptions(nullptr, &options);
     Strings out = {"stale"};

@@ -9,25 +9,22 @@ namespace {
 using Strings = std::vector<std::string>;
 
 class BusyStoreTest : public ServiceStore {
-protected:
-    void SetUp() override
-    {
+  protected:
+    void SetUp() override {
         ServiceStore::SetUp();
         // Give up at once instead of waiting for the lock.
         dsv_set_busy_timeout(cds().handle(), 0);
         ASSERT_EQ(sqlite3_open(gw_->file("cds.db").c_str(), &locker_), SQLITE_OK);
         ASSERT_EQ(sqlite3_exec(locker_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         if (locker_) {
             sqlite3_exec(locker_, "ROLLBACK", nullptr, nullptr, nullptr);
             sqlite3_close(locker_);
         }
         ServiceStore::TearDown();
     }
-    void unlock()
-    {
+    void unlock() {
         sqlite3_exec(locker_, "ROLLBACK", nullptr, nullptr, nullptr);
         sqlite3_close(locker_);
         locker_ = nullptr;
@@ -35,8 +32,7 @@ protected:
     sqlite3* locker_ = nullptr;
 };
 
-TEST_F(BusyStoreTest, WritesFailInBandAndChangeNothing)
-{
+TEST_F(BusyStoreTest, WritesFailInBandAndChangeNothing) {
     const std::string failed = "? 16 Write Failed : CDS write access failed";
     EXPECT_EQ(setValue("/Meters/M1/Value", "1"), failed);
     EXPECT_EQ(setValue("/Meters/Breaker/Value", "Open"), failed);

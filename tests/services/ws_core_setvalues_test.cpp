@@ -9,35 +9,36 @@ namespace {
 using Strings = std::vector<std::string>;
 
 class SetValuesTest : public ServiceStore {
-protected:
+  protected:
     Strings setValues(const Strings& paths, const Strings& values, const char* options = nullptr,
-                      int* status = nullptr)
-    {
+                      int* status = nullptr) {
         _nsc1__setValues request;
         request.options = str(options);
         request.paths = paths;
         request.values = values;
         _nsc1__setValuesResponse response;
         int rc = __nsc1__setValues(soap_, &request, response);
-        if (status) *status = rc;
-        else EXPECT_EQ(rc, SOAP_OK);
+        if (status)
+            *status = rc;
+        else
+            EXPECT_EQ(rc, SOAP_OK);
         return response.setValuesResult;
     }
-    Strings setLeaves(const Strings& paths, const Strings& values, int* status = nullptr)
-    {
+    Strings setLeaves(const Strings& paths, const Strings& values, int* status = nullptr) {
         _nst1__SetLeaves request;
         request.paths = paths;
         request.values = values;
         _nst1__SetLeavesResponse response;
         int rc = __nst1__SetLeaves(soap_, &request, response);
-        if (status) *status = rc;
-        else EXPECT_EQ(rc, SOAP_OK);
+        if (status)
+            *status = rc;
+        else
+            EXPECT_EQ(rc, SOAP_OK);
         return response.SetLeavesResult;
     }
 };
 
-TEST_F(SetValuesTest, ListChecks)
-{
+TEST_F(SetValuesTest, ListChecks) {
     const struct {
         Strings paths, values;
         const char* options;
@@ -46,9 +47,13 @@ TEST_F(SetValuesTest, ListChecks)
         {{}, {"1"}, nullptr, "? 17 No Paths Provided : No Paths provided"},
         {{}, {}, nullptr, "? 17 No Paths Provided : No Paths provided"},
         {{"/Meters/M1/Value"}, {}, nullptr, "? 12 Bad Value Format : No Values provided"},
-        {{"/Meters/M1/Value", "/Meters/Setpoint/Value"}, {"1"}, nullptr,
+        {{"/Meters/M1/Value", "/Meters/Setpoint/Value"},
+         {"1"},
+         nullptr,
          "? 33 Argument Invalid/Not Supported : Mismatched array sizes"},
-        {{"/Meters/M1/Value"}, {"1", "2"}, "errorPrefix=E",
+        {{"/Meters/M1/Value"},
+         {"1", "2"},
+         "errorPrefix=E",
          "E? 33 Argument Invalid/Not Supported : Mismatched array sizes"},
     };
     for (const auto& row : rows) {
@@ -61,11 +66,12 @@ TEST_F(SetValuesTest, ListChecks)
     EXPECT_EQ(stored("/Meters/M1/Value").to_real(), 230.5);
 }
 
-TEST_F(SetValuesTest, EachPathAnsweredInOrderAndGoodLeavesWritten)
-{
-    Strings paths = {"/Meters/M1/Value",     "/Meters/Count/Value", "/Meters/Breaker/Value",
-                     "/Meters/Input/Value",  "/Meters/Setpoint/Value", "",
-                     "/Meters/Setpoint/Value", "/Nope/Value",        "/Meters/M1:Units"};
+TEST_F(SetValuesTest, EachPathAnsweredInOrderAndGoodLeavesWritten) {
+    Strings paths = {"/Meters/M1/Value",       "/Meters/Count/Value",
+                     "/Meters/Breaker/Value",  "/Meters/Input/Value",
+                     "/Meters/Setpoint/Value", "",
+                     "/Meters/Setpoint/Value", "/Nope/Value",
+                     "/Meters/M1:Units"};
     Strings values = {"232", "5", "Open", "bogus", "2147483648", "1", "-3", "1", "A"};
     Strings expected = {"232",
                         "? 15 Not Writable : Value is not Writable",
@@ -85,8 +91,7 @@ TEST_F(SetValuesTest, EachPathAnsweredInOrderAndGoodLeavesWritten)
     EXPECT_EQ(getValue("/Meters/M1:Units"), "V");
 }
 
-TEST_F(SetValuesTest, StoreRefusalOfOneLeafKeepsTheOthers)
-{
+TEST_F(SetValuesTest, StoreRefusalOfOneLeafKeepsTheOthers) {
     actAs("admin");
     // The sub-attribute passes the checks but the store refuses to write it.
     Strings replies = setLeaves({"/Meters/M1/Value:.Time", "/Meters/Setpoint/Value"}, {"5", "6"});
@@ -95,8 +100,7 @@ TEST_F(SetValuesTest, StoreRefusalOfOneLeafKeepsTheOthers)
     EXPECT_EQ(stored("/Meters/M1/Value").to_real(), 230.5);
 }
 
-TEST_F(SetValuesTest, UnauthorisedPathRefusesTheWholeRequest)
-{
+TEST_F(SetValuesTest, UnauthorisedPathRefusesTheWholeRequest) {
     int status = 0;
     Strings replies = setValues({"/Meters/M1/Value", "/Software/Security/Users/viewer/Role"},
                                 {"1", "admin"}, nullptr, &status);
@@ -113,24 +117,23 @@ TEST_F(SetValuesTest, UnauthorisedPathRefusesTheWholeRequest)
     EXPECT_EQ(stored("/Meters/M1/Value").to_real(), 230.5);
 }
 
-TEST_F(SetValuesTest, TestModeRulesLeafByLeaf)
-{
+TEST_F(SetValuesTest, TestModeRulesLeafByLeaf) {
     actAs("admin");
-    Strings replies = setLeaves(
-        {"/Meters/M1/Writable", "/Meters/M1/.HiCautionaryLimit", "/Meters/M1:Attributes",
-         "/Meters/Text/ValueType", "/Meters/M1/Note"},
-        {"false", "240.5", "x", "Real", "hello"});
-    EXPECT_EQ(replies,
-              Strings({"? 11 Illegal Attribute : Attribute Writable is automatically set to false",
-                       "240.5", "? 11 Illegal Attribute : Automatic Attribute Attributes is not Writable",
-                       "", "hello"}));
+    Strings replies =
+        setLeaves({"/Meters/M1/Writable", "/Meters/M1/.HiCautionaryLimit", "/Meters/M1:Attributes",
+                   "/Meters/Text/ValueType", "/Meters/M1/Note"},
+                  {"false", "240.5", "x", "Real", "hello"});
+    EXPECT_EQ(
+        replies,
+        Strings({"? 11 Illegal Attribute : Attribute Writable is automatically set to false",
+                 "240.5", "? 11 Illegal Attribute : Automatic Attribute Attributes is not Writable",
+                 "", "hello"}));
     EXPECT_EQ(stored("/Meters/M1/.HiCautionaryLimit").type(), DATA_TYPE_REAL);
     EXPECT_EQ(stored("/Meters/Text/Value").type(), DATA_TYPE_REAL);
     EXPECT_EQ(getValue("/Meters/M1/Note"), "hello");
 }
 
-TEST_F(SetValuesTest, ManyLeavesInOneBatch)
-{
+TEST_F(SetValuesTest, ManyLeavesInOneBatch) {
     Strings paths, values;
     for (int i = 0; i < 2000; ++i) {
         paths.push_back(i % 2 ? "/Meters/M1/Value" : "/Meters/Setpoint/Value");

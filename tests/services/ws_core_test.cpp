@@ -43,33 +43,29 @@ const ReadRow kReadRows[] = {
     {"missing node", "/Nope/X", nullptr, "? 9 Node Not Found : CDS access failed"},
     {"node without a value", "/Meters", nullptr, "? 9 Node Not Found : CDS access failed"},
     {"missing attribute", "/Meters/M1:Nothing", nullptr, "? 9 Node Not Found : CDS access failed"},
-    {"malformed path", "/Meters//M1", nullptr,
-     "? 8 Bad Path Syntax : CDS Error in supplied path"},
+    {"malformed path", "/Meters//M1", nullptr, "? 8 Bad Path Syntax : CDS Error in supplied path"},
     {"relative path", "Meters/M1", nullptr, "? 8 Bad Path Syntax : CDS Error in supplied path"},
     {"empty path", "", nullptr, "? 8 Bad Path Syntax : CDS Error in supplied path"},
     {"no path", nullptr, nullptr, "? 8 Bad Path Syntax : No Path provided"},
     {"protected leaf", "/Software/Security/Secret/Value", nullptr,
      "? 2 Not Authorized : Unauthorized read"},
-    {"protected leaf's attribute is readable", "/Software/Security/Secret/Value:.Source",
-     nullptr, "Normal"},
+    {"protected leaf's attribute is readable", "/Software/Security/Secret/Value:.Source", nullptr,
+     "Normal"},
     {"errorPrefix", "/Nope/X", "errorPrefix=ERR", "ERR? 9 Node Not Found : CDS access failed"},
     {"errorString replaces the text", "/Nope/X", "errorString=Oops;errorPrefix=E:", "E:Oops"},
-    {"errorString with the default prefix", "/Nope/X", "errorPrefix=? ;errorString=Oops",
-     "Oops"},
+    {"errorString with the default prefix", "/Nope/X", "errorPrefix=? ;errorString=Oops", "Oops"},
     {"empty errorString", "/Nope/X", "errorString=", ""},
     {"options do not change a value", "/Meters/M1/Value", "errorString=", "230.5"},
 };
 
 class ReadTest : public ServiceStore, public ::testing::WithParamInterface<ReadRow> {};
 
-TEST_P(ReadTest, GetValueReply)
-{
+TEST_P(ReadTest, GetValueReply) {
     const ReadRow& row = GetParam();
     EXPECT_EQ(getValue(row.path, row.options), row.expected) << row.name;
 }
 
-TEST_P(ReadTest, GetValuesGivesTheSameReplyPerPath)
-{
+TEST_P(ReadTest, GetValuesGivesTheSameReplyPerPath) {
     const ReadRow& row = GetParam();
     if (!row.path || !*row.path) GTEST_SKIP() << "getValues answers missing paths per list";
     // Between two good paths the row's reply must be the same as getValue's.
@@ -94,31 +90,28 @@ INSTANTIATE_TEST_SUITE_P(Rows, ReadTest, ::testing::ValuesIn(kReadRows),
 using GetValuesTest = ServiceStore;
 
 // Without the wrapper or with an empty one: see the wire tests.
-TEST_F(GetValuesTest, SingleReplyFollowsTheOptions)
-{
+TEST_F(GetValuesTest, SingleReplyFollowsTheOptions) {
     std::vector<std::string> none;
     EXPECT_EQ(getValues(&none, "errorPrefix=X"),
               std::vector<std::string>{"X? 17 No Paths Provided : No paths"});
 }
 
-TEST_F(GetValuesTest, OneReplyPerPathInOrderAfterAFailure)
-{
+TEST_F(GetValuesTest, OneReplyPerPathInOrderAfterAFailure) {
     std::vector<std::string> paths = {"/Meters/M1/Value", "/Nope/Value", "/Meters/Breaker/Value",
                                       "", "/Meters/Input/Value"};
     std::vector<std::string> replies = getValues(&paths);
     std::vector<std::string> expected = {"230.5", "? 9 Node Not Found : CDS access failed",
-                                         "Closed", "? 8 Bad Path Syntax : CDS access failed",
-                                         "On"};
+                                         "Closed", "? 8 Bad Path Syntax : CDS access failed", "On"};
     EXPECT_EQ(replies, expected);
 }
 
-TEST_F(GetValuesTest, HundredThousandPathsAnsweredInBand)
-{
+TEST_F(GetValuesTest, HundredThousandPathsAnsweredInBand) {
     std::vector<std::string> paths;
     paths.reserve(100000);
     for (int i = 0; i < 100000; ++i)
-        paths.push_back(i % 3 == 0 ? "/Meters/M1/Value" : i % 3 == 1 ? "/Nope/" + std::to_string(i)
-                                                                     : "bad path " + std::to_string(i));
+        paths.push_back(i % 3 == 0   ? "/Meters/M1/Value"
+                        : i % 3 == 1 ? "/Nope/" + std::to_string(i)
+                                     : "bad path " + std::to_string(i));
     std::vector<std::string> replies = getValues(&paths);
     ASSERT_EQ(replies.size(), paths.size());
     for (size_t i = 0; i < replies.size(); i += 3) ASSERT_EQ(replies[i], "230.5") << i;
@@ -126,8 +119,7 @@ TEST_F(GetValuesTest, HundredThousandPathsAnsweredInBand)
     EXPECT_EQ(replies[99998], "? 8 Bad Path Syntax : CDS access failed");
 }
 
-TEST_F(GetValuesTest, UninitialisedStoreIsAnAssertionNamingTheModule)
-{
+TEST_F(GetValuesTest, UninitialisedStoreIsAnAssertionNamingTheModule) {
     cds().close();
     std::vector<std::string> paths = {"/Meters/M1/Value"};
     EXPECT_DEATH(getValues(&paths), "common/source/ws_core:[0-9]+: .*is_initialized");
@@ -136,8 +128,7 @@ TEST_F(GetValuesTest, UninitialisedStoreIsAnAssertionNamingTheModule)
 
 using RelativeValuesTest = ServiceStore;
 
-TEST_F(RelativeValuesTest, BaseIsJoinedWithoutSeparator)
-{
+TEST_F(RelativeValuesTest, BaseIsJoinedWithoutSeparator) {
     EXPECT_EQ(getRelativeValues("/Meters/", {"M1/Value", "Breaker/Value"}),
               (std::vector<std::string>{"230.5", "Closed"}));
     EXPECT_EQ(getRelativeValues("/Meters/M", {"1/Value"}), std::vector<std::string>{"230.5"});
@@ -145,8 +136,7 @@ TEST_F(RelativeValuesTest, BaseIsJoinedWithoutSeparator)
               std::vector<std::string>{"? 9 Node Not Found : CDS access failed"});
 }
 
-TEST_F(RelativeValuesTest, NoBaseOrNoPathsGivesNoPaths)
-{
+TEST_F(RelativeValuesTest, NoBaseOrNoPathsGivesNoPaths) {
     const std::vector<std::string> noPaths = {"? 17 No Paths Provided : No paths"};
     EXPECT_EQ(getRelativeValues(nullptr, {"/Meters/M1/Value"}), noPaths);
     EXPECT_EQ(getRelativeValues("/Meters/", {}), noPaths);

@@ -1,7 +1,8 @@
 // Node management: CreateNode, RemoveNode (node or one attribute) and
 // getSubscribedNodes against a real store.
-#include "service_store.h"
 #include "ws_simul.h"
+
+#include "service_store.h"
 
 using toolkit::CElement;
 
@@ -10,27 +11,26 @@ namespace {
 using Strings = std::vector<std::string>;
 
 class SimulTest : public ServiceStore {
-protected:
-    void SetUp() override
-    {
+  protected:
+    void SetUp() override {
         ServiceStore::SetUp();
         actAs("admin");
     }
     std::string removeNode(const char* basePath, const char* options = nullptr,
-                           int* status = nullptr)
-    {
+                           int* status = nullptr) {
         _nst1__RemoveNode request;
         request.options = str(options);
         request.basePath = str(basePath);
         _nst1__RemoveNodeResponse response;
         int rc = __nst1__RemoveNode(soap_, &request, response);
-        if (status) *status = rc;
-        else EXPECT_EQ(rc, SOAP_OK);
+        if (status)
+            *status = rc;
+        else
+            EXPECT_EQ(rc, SOAP_OK);
         return response.RemoveNodeResult ? *response.RemoveNodeResult : "<null>";
     }
     std::string createNode(const char* basePath, const Strings& paths, const Strings& values,
-                           const char* options = nullptr, int* status = nullptr)
-    {
+                           const char* options = nullptr, int* status = nullptr) {
         _nst1__CreateNode request;
         request.options = str(options);
         request.basePath = str(basePath);
@@ -38,12 +38,13 @@ protected:
         request.values = values;
         _nst1__CreateNodeResponse response;
         int rc = __nst1__CreateNode(soap_, &request, response);
-        if (status) *status = rc;
-        else EXPECT_EQ(rc, SOAP_OK);
+        if (status)
+            *status = rc;
+        else
+            EXPECT_EQ(rc, SOAP_OK);
         return response.CreateNodeResult ? *response.CreateNodeResult : "<null>";
     }
-    Strings subscribedNodes(const char* id)
-    {
+    Strings subscribedNodes(const char* id) {
         _nst1__getSubscribedNodes request;
         request.subscriptionId = str(id);
         _nst1__getSubscribedNodesResponse response;
@@ -52,8 +53,7 @@ protected:
     }
 };
 
-TEST_F(SimulTest, RemoveNodeRows)
-{
+TEST_F(SimulTest, RemoveNodeRows) {
     const struct {
         const char* path;
         const char* options;
@@ -73,24 +73,21 @@ TEST_F(SimulTest, RemoveNodeRows)
     EXPECT_TRUE(exists("/Meters/M1"));
 }
 
-TEST_F(SimulTest, RemoveAttributeClearsOneLeaf)
-{
+TEST_F(SimulTest, RemoveAttributeClearsOneLeaf) {
     EXPECT_EQ(removeNode("/Meters/M1:Units"), "");
     EXPECT_EQ(stored("/Meters/M1:Units").type(), DATA_TYPE_NONE);
     EXPECT_EQ(stored("/Meters/M1/Value").to_real(), 230.5);
     EXPECT_TRUE(exists("/Meters/M1"));
 }
 
-TEST_F(SimulTest, RemoveNodeRemovesSubtree)
-{
+TEST_F(SimulTest, RemoveNodeRemovesSubtree) {
     EXPECT_EQ(removeNode("/Meters/List"), "");
     EXPECT_FALSE(exists("/Meters/List"));
     EXPECT_FALSE(exists("/Meters/List/a"));
     EXPECT_TRUE(exists("/Meters/M1"));
 }
 
-TEST_F(SimulTest, RemoveNeedsAnAdmin)
-{
+TEST_F(SimulTest, RemoveNeedsAnAdmin) {
     for (const char* user : {"operator", "viewer"}) {
         actAs(user);
         int status = 0;
@@ -103,10 +100,10 @@ TEST_F(SimulTest, RemoveNeedsAnAdmin)
     EXPECT_EQ(stored("/Meters/M1:Units").to_string(), "V");
 }
 
-TEST_F(SimulTest, CreateNodeWithLeaves)
-{
-    EXPECT_EQ(createNode("/Meters/New/", {"Units", "/Description", "Writable"}, {"A", "new", "true"}),
-              "");
+TEST_F(SimulTest, CreateNodeWithLeaves) {
+    EXPECT_EQ(
+        createNode("/Meters/New/", {"Units", "/Description", "Writable"}, {"A", "new", "true"}),
+        "");
     EXPECT_TRUE(exists("/Meters/New"));
     EXPECT_EQ(getValue("/Meters/New:Units"), "A");
     EXPECT_EQ(getValue("/Meters/New/Description"), "new");
@@ -119,8 +116,7 @@ TEST_F(SimulTest, CreateNodeWithLeaves)
     EXPECT_TRUE(exists("/Plant/Area"));
 }
 
-TEST_F(SimulTest, CreateNodeFailures)
-{
+TEST_F(SimulTest, CreateNodeFailures) {
     const struct {
         const char* base;
         Strings paths, values;
@@ -130,7 +126,9 @@ TEST_F(SimulTest, CreateNodeFailures)
         {"", {"Units"}, {"A"}, "? 8 Bad Path Syntax : No node path provided"},
         {"/Meters/X", {}, {}, "? 17 No Paths Provided : No Paths provided"},
         {"/Meters/X", {"Units"}, {}, "? 12 Bad Value Format : No Values provided"},
-        {"/Meters/X", {"Units", "Value"}, {"A"},
+        {"/Meters/X",
+         {"Units", "Value"},
+         {"A"},
          "? 33 Argument Invalid/Not Supported : Mismatched array sizes"},
         {"/Meters//X", {"Units"}, {"A"}, "? 8 Bad Path Syntax : CDS Error in supplied path"},
         {"/Meters/X:Units", {"Units"}, {"A"}, "? 8 Bad Path Syntax : CDS Error in supplied path"},
@@ -141,12 +139,11 @@ TEST_F(SimulTest, CreateNodeFailures)
     EXPECT_FALSE(exists("/Meters/X"));
 }
 
-TEST_F(SimulTest, CreateNodeTakesFullLeafPaths)
-{
-    EXPECT_EQ(createNode("/Meters/Full",
-                         {"/Meters/Full/Units", "/Meters/Full:Description", "Writable"},
-                         {"A", "ünits in €", "true"}),
-              "");
+TEST_F(SimulTest, CreateNodeTakesFullLeafPaths) {
+    EXPECT_EQ(
+        createNode("/Meters/Full", {"/Meters/Full/Units", "/Meters/Full:Description", "Writable"},
+                   {"A", "ünits in €", "true"}),
+        "");
     EXPECT_EQ(getValue("/Meters/Full:Units"), "A");
     EXPECT_EQ(getValue("/Meters/Full/Description"), "ünits in €");
     EXPECT_FALSE(exists("/Meters/Full/Meters"));
@@ -154,8 +151,7 @@ TEST_F(SimulTest, CreateNodeTakesFullLeafPaths)
 
 // A create none of whose leaves could be written leaves nothing behind: not
 // the node, not the ancestors it added; an existing node stays.
-TEST_F(SimulTest, CreateNodeThatWritesNothingRemovesWhatItAdded)
-{
+TEST_F(SimulTest, CreateNodeThatWritesNothingRemovesWhatItAdded) {
     const struct {
         const char* base;
         Strings paths;
@@ -178,8 +174,7 @@ TEST_F(SimulTest, CreateNodeThatWritesNothingRemovesWhatItAdded)
     EXPECT_EQ(getValue("/Meters/M1:Units"), "V");
 }
 
-TEST_F(SimulTest, CreateNodeWithAFailingLeafKeepsTheGoodOnes)
-{
+TEST_F(SimulTest, CreateNodeWithAFailingLeafKeepsTheGoodOnes) {
     EXPECT_EQ(createNode("/Meters/Y", {"Units", "Children", "Writable"}, {"A", "x", "false"}),
               "? 16 Write Failed");
     EXPECT_TRUE(exists("/Meters/Y"));
@@ -187,8 +182,7 @@ TEST_F(SimulTest, CreateNodeWithAFailingLeafKeepsTheGoodOnes)
     EXPECT_EQ(stored("/Meters/Y/Writable").type(), DATA_TYPE_NONE);
 }
 
-TEST_F(SimulTest, SubscribedNodes)
-{
+TEST_F(SimulTest, SubscribedNodes) {
     const std::string base = "/Software/Data Servers/WS-Publisher/Subscriptions/";
     node(base + "S1/RTNodes/Meters.M1");
     node(base + "S1/RTNodes/Meters.Breaker");
@@ -203,16 +197,14 @@ TEST_F(SimulTest, SubscribedNodes)
               Strings({"? 28 No match for SubscriberId : No subscriptionId given"}));
 }
 
-TEST_F(SimulTest, SubscribedNodesWithAnEmptyListElementThrows)
-{
+TEST_F(SimulTest, SubscribedNodesWithAnEmptyListElementThrows) {
     // A child name with ";;" splits into an empty element; the out-of-range
     // error leaves the handler and the request loop answers with a fault.
     node("/Software/Data Servers/WS-Publisher/Subscriptions/S4/RTNodes/a;;b");
     EXPECT_THROW(subscribedNodes("S4"), std::out_of_range);
 }
 
-TEST(SimulHelpers, LeafPathAndResetText)
-{
+TEST(SimulHelpers, LeafPathAndResetText) {
     EXPECT_EQ(dsv_leafPath("/A/B", "Units"), "/A/B/Units");
     EXPECT_EQ(dsv_leafPath("/A/B", "/Units"), "/A/B/Units");
     EXPECT_EQ(dsv_leafPath("/A/B", ":Units"), "/A/B:Units");

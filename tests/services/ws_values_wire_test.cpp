@@ -7,24 +7,29 @@ namespace {
 
 class WireTest : public ServiceStore {};
 
-TEST_F(WireTest, EveryRefusalIsHttp401)
-{
+TEST_F(WireTest, EveryRefusalIsHttp401) {
     const struct {
         const char* user;
         const char* body;
     } rows[] = {
-        {"viewer", "<nsc1:setValue><nsc1:path>/Meters/M1/Value</nsc1:path>"
-                   "<nsc1:value>1</nsc1:value></nsc1:setValue>"},
+        {"viewer",
+         "<nsc1:setValue><nsc1:path>/Meters/M1/Value</nsc1:path>"
+         "<nsc1:value>1</nsc1:value></nsc1:setValue>"},
         {"operator", "<nst1:Reset><nst1:options></nst1:options></nst1:Reset>"},
-        {"operator", "<nst1:RemoveNode><nst1:basePath>/Meters/M1</nst1:basePath></nst1:RemoveNode>"},
-        {"operator", "<nst1:SetLeaf><nst1:path>/Meters/M1/Value</nst1:path>"
-                     "<nst1:value>1</nst1:value></nst1:SetLeaf>"},
-        {"operator", "<nst1:SetLeaves><nst1:paths>/Meters/M1/Value</nst1:paths>"
-                     "<nst1:values>1</nst1:values></nst1:SetLeaves>"},
-        {"operator", "<nst1:CreateNode><nst1:basePath>/Meters/New</nst1:basePath>"
-                     "<nst1:paths>Units</nst1:paths><nst1:values>A</nst1:values></nst1:CreateNode>"},
-        {"viewer", "<nsc1:setValues><nsc1:paths>/Meters/M1/Value</nsc1:paths>"
-                   "<nsc1:values>1</nsc1:values></nsc1:setValues>"},
+        {"operator",
+         "<nst1:RemoveNode><nst1:basePath>/Meters/M1</nst1:basePath></nst1:RemoveNode>"},
+        {"operator",
+         "<nst1:SetLeaf><nst1:path>/Meters/M1/Value</nst1:path>"
+         "<nst1:value>1</nst1:value></nst1:SetLeaf>"},
+        {"operator",
+         "<nst1:SetLeaves><nst1:paths>/Meters/M1/Value</nst1:paths>"
+         "<nst1:values>1</nst1:values></nst1:SetLeaves>"},
+        {"operator",
+         "<nst1:CreateNode><nst1:basePath>/Meters/New</nst1:basePath>"
+         "<nst1:paths>Units</nst1:paths><nst1:values>A</nst1:values></nst1:CreateNode>"},
+        {"viewer",
+         "<nsc1:setValues><nsc1:paths>/Meters/M1/Value</nsc1:paths>"
+         "<nsc1:values>1</nsc1:values></nsc1:setValues>"},
     };
     for (const auto& row : rows) {
         actAs(row.user);

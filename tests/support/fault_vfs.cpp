@@ -21,7 +21,9 @@ sqlite3_io_methods g_methods;
 int g_budget = -1;  // writes still allowed; -1 = no faults
 int g_refused = 0;
 
-sqlite3_file* real_of(sqlite3_file* f) { return reinterpret_cast<FaultFile*>(f)->real; }
+sqlite3_file* real_of(sqlite3_file* f) {
+    return reinterpret_cast<FaultFile*>(f)->real;
+}
 
 bool refuse() {
     if (g_budget < 0) return false;
@@ -33,7 +35,9 @@ bool refuse() {
     return true;
 }
 
-int x_close(sqlite3_file* f) { return real_of(f)->pMethods->xClose(real_of(f)); }
+int x_close(sqlite3_file* f) {
+    return real_of(f)->pMethods->xClose(real_of(f));
+}
 int x_read(sqlite3_file* f, void* b, int n, sqlite3_int64 o) {
     return real_of(f)->pMethods->xRead(real_of(f), b, n, o);
 }
@@ -49,25 +53,39 @@ int x_sync(sqlite3_file* f, int flags) {
     if (refuse()) return SQLITE_IOERR_FSYNC;
     return real_of(f)->pMethods->xSync(real_of(f), flags);
 }
-int x_size(sqlite3_file* f, sqlite3_int64* n) { return real_of(f)->pMethods->xFileSize(real_of(f), n); }
-int x_lock(sqlite3_file* f, int l) { return real_of(f)->pMethods->xLock(real_of(f), l); }
-int x_unlock(sqlite3_file* f, int l) { return real_of(f)->pMethods->xUnlock(real_of(f), l); }
+int x_size(sqlite3_file* f, sqlite3_int64* n) {
+    return real_of(f)->pMethods->xFileSize(real_of(f), n);
+}
+int x_lock(sqlite3_file* f, int l) {
+    return real_of(f)->pMethods->xLock(real_of(f), l);
+}
+int x_unlock(sqlite3_file* f, int l) {
+    return real_of(f)->pMethods->xUnlock(real_of(f), l);
+}
 int x_check(sqlite3_file* f, int* r) {
     return real_of(f)->pMethods->xCheckReservedLock(real_of(f), r);
 }
 int x_control(sqlite3_file* f, int op, void* a) {
     return real_of(f)->pMethods->xFileControl(real_of(f), op, a);
 }
-int x_sector(sqlite3_file* f) { return real_of(f)->pMethods->xSectorSize(real_of(f)); }
-int x_chars(sqlite3_file* f) { return real_of(f)->pMethods->xDeviceCharacteristics(real_of(f)); }
+int x_sector(sqlite3_file* f) {
+    return real_of(f)->pMethods->xSectorSize(real_of(f));
+}
+int x_chars(sqlite3_file* f) {
+    return real_of(f)->pMethods->xDeviceCharacteristics(real_of(f));
+}
 int x_shmmap(sqlite3_file* f, int pg, int sz, int ext, void volatile** p) {
     return real_of(f)->pMethods->xShmMap(real_of(f), pg, sz, ext, p);
 }
 int x_shmlock(sqlite3_file* f, int off, int n, int flags) {
     return real_of(f)->pMethods->xShmLock(real_of(f), off, n, flags);
 }
-void x_shmbarrier(sqlite3_file* f) { real_of(f)->pMethods->xShmBarrier(real_of(f)); }
-int x_shmunmap(sqlite3_file* f, int del) { return real_of(f)->pMethods->xShmUnmap(real_of(f), del); }
+void x_shmbarrier(sqlite3_file* f) {
+    real_of(f)->pMethods->xShmBarrier(real_of(f));
+}
+int x_shmunmap(sqlite3_file* f, int del) {
+    return real_of(f)->pMethods->xShmUnmap(real_of(f), del);
+}
 int x_fetch(sqlite3_file* f, sqlite3_int64 o, int n, void** p) {
     return real_of(f)->pMethods->xFetch(real_of(f), o, n, p);
 }
@@ -96,10 +114,9 @@ void install() {
     g_vfs.xOpen = x_open;
     g_vfs.pNext = nullptr;
     memset(&g_methods, 0, sizeof g_methods);
-    g_methods = {3,       x_close,   x_read,       x_write,      x_truncate, x_sync,
-                 x_size,  x_lock,    x_unlock,     x_check,      x_control,  x_sector,
-                 x_chars, x_shmmap,  x_shmlock,    x_shmbarrier, x_shmunmap, x_fetch,
-                 x_unfetch};
+    g_methods = {3,         x_close,      x_read,     x_write,   x_truncate, x_sync,  x_size,
+                 x_lock,    x_unlock,     x_check,    x_control, x_sector,   x_chars, x_shmmap,
+                 x_shmlock, x_shmbarrier, x_shmunmap, x_fetch,   x_unfetch};
     sqlite3_vfs_register(&g_vfs, 1);
 }
 
@@ -116,6 +133,8 @@ void fail_writes_after(int n) {
     g_refused = 0;
 }
 
-int refused_writes() { return g_refused; }
+int refused_writes() {
+    return g_refused;
+}
 
 }  // namespace fault_vfs

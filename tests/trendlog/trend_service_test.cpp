@@ -21,9 +21,7 @@ const int64_t kSec = 1000000;  // device time is in microseconds
 
 class TrendService : public GatewayFixture {
   protected:
-    void SetUp() override {
-        GatewayFixture::SetUp();
-    }
+    void SetUp() override { GatewayFixture::SetUp(); }
     nsdx__getTrendDataRequest* request(int max, std::vector<ULONG64> periods = {1}) {
         auto* r = soap_new_nsdx__getTrendDataRequest(soap);
         r->devicePath = trend.device;
