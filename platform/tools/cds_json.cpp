@@ -3,16 +3,25 @@
 // stamps survive the round trip bit for bit.
 #include "cds_json.h"
 
+#include <json/json.h>
+
 #include "element_text.h"
-#include "json_lite.h"
 #include "store_ops.h"
 
-using json_lite::Value;
 using toolkit::CElement;
 
 namespace cds_json {
 
 namespace {
+
+// `s` as a JSON string literal, quotes included; text beyond ASCII stays
+// UTF-8.
+std::string quote(const std::string& s) {
+    Json::StreamWriterBuilder writer;
+    writer["emitUTF8"] = true;
+    writer["indentation"] = "";
+    return Json::writeString(writer, Json::Value(s));
+}
 
 const char* type_name(data_type_t t) {
     const char* n = dsv_enum_to_str(t);
@@ -21,13 +30,12 @@ const char* type_name(data_type_t t) {
 
 void write_leaf(std::string& out, const cds_store::LeafRecord& r, bool first) {
     out += first ? "\n      " : ",\n      ";
-    out += "{\"name\": " + json_lite::quote(r.name);
+    out += "{\"name\": " + quote(r.name);
     out += ", \"type\": \"" + std::string(type_name(r.value.type())) + "\"";
-    if (r.value.type() != DATA_TYPE_NONE)
-        out += ", \"value\": " + json_lite::quote(r.value.to_string());
+    if (r.value.type() != DATA_TYPE_NONE) out += ", \"value\": " + quote(r.value.to_string());
     out += ", \"property\": " + std::to_string(r.property);
     out += ", \"time\": \"" + elem_text::format_time(r.value.stamp()) + "\"";
-    if (!r.source.empty()) out += ", \"source\": " + json_lite::quote(r.source);
+    if (!r.source.empty()) out += ", \"source\": " + quote(r.source);
     out += "}";
 }
 
@@ -47,8 +55,7 @@ int subtree(dsv_handle* h, const std::string& path, std::string& out) {
         if (st != API_SUCCESS) return st;
         out += firstNode ? "\n    " : ",\n    ";
         firstNode = false;
-        out +=
-            "{\"path\": " + json_lite::quote(platform_sql::column_text(s, 1)) + ", \"leaves\": [";
+        out += "{\"path\": " + quote(platform_sql::column_text(s, 1)) + ", \"leaves\": [";
         for (size_t i = 0; i < leaves.size(); ++i) write_leaf(out, leaves[i], i == 0);
         out += leaves.empty() ? "]}" : "\n    ]}";
     }

@@ -213,7 +213,7 @@ TEST_F(StoreTest, BadJsonImportsNothing) {
         {"{\"nodes\": [{\"path\": \"/New\"}]} x", "line 1, column 31"},
         {"{\"nodes\": [{\"path\": \"/New\", \"leaves\": [{\"name\": \"a\", \"type\": \"String\", "
          "\"value\": \"\\ud800\"}]}]}",
-         "unpaired surrogate"},
+         "line 1, column 81"},  // half a surrogate pair
         {"[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]]]]"
          "]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]",
          "nesting too deep"},
