@@ -74,6 +74,8 @@ TEST(CdslogArgs, BadInputIsRefused) {
     } rows[] = {
         {"value without option", {"stray"}, false},
         {"option without value", {"--path"}, false},
+        {"unknown option", {"--paht", "/A"}, false},
+        {"negative value", {"--value", "-5", "--vtype", "Unsigned"}, true},
         {"number with letters", {"--type", "8x"}, true},
         {"value not of its type", {"--value", "abc", "--vtype", "Real"}, true},
         {"unknown type name", {"--value", "1", "--vtype", "Quaternion"}, true},

@@ -2,6 +2,7 @@
 // mknode, rm, import and export commands.
 #include "cdsctl.h"
 
+#include <getopt.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -51,25 +52,89 @@ struct Args {
     std::vector<std::string> words;  // command and operands
 };
 
-// Options may appear anywhere; "--" ends them.
-int parse_args(int argc, char** argv, Args& a) {
-    bool opts = true;
-    for (int i = 1; i < argc; ++i) {
-        std::string s = argv[i];
-        if (opts && s == "--") {
-            opts = false;
-        } else if (opts && (s == "--help" || s == "-h")) {
-            fputs(kUsage, stdout);
-            return -1;
-        } else if (opts && (s == "--store" || s == "--property" || s == "--time")) {
-            if (i + 1 >= argc) return usage(s + " needs a value");
-            (s == "--store" ? a.store : s == "--property" ? a.property : a.time) = argv[++i];
-        } else if (opts && s.size() > 1 && s[0] == '-' && s[1] == '-') {
-            return usage("unknown option " + s);
-        } else {
-            a.words.push_back(s);
+// Operand counts per command: {name, min, max}.
+struct Command {
+    const char* name;
+    size_t min, max;
+    bool writes;
+};
+const Command kCommands[] = {
+    {"get", 1, 1, false},    {"set", 3, 3, true},   {"ls", 1, 1, false},    {"tree", 1, 1, false},
+    {"mknode", 1, 1, true},  {"rm", 1, 1, true},    {"import", 1, 1, true}, {"export", 0, 1, false},
+    {"alarms", 0, 0, false}, {"raise", 3, 4, true}, {"clear", 1, 2, true}};
+
+// getopt_long over `args` (the stand-in program name first) from its second
+// element, up to the first operand or "--": 0, -1 after --help, or the
+// usage status. `next` is the index of the first element not read.
+int scan_options(std::vector<char*>& args, Args& a, size_t& next) {
+    enum { STORE = 1, PROPERTY, TIME };
+    static const option kOptions[] = {{"store", required_argument, nullptr, STORE},
+                                      {"property", required_argument, nullptr, PROPERTY},
+                                      {"time", required_argument, nullptr, TIME},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {nullptr, 0, nullptr, 0}};
+    const int n = static_cast<int>(args.size());
+    args.push_back(nullptr);
+    opterr = 0;  // the messages below name the option as given
+    optind = 0;  // a fresh scan
+    int rc = 0;
+    for (int c; rc == 0 && (c = getopt_long(n, args.data(), "+:h", kOptions, nullptr)) != -1;) {
+        switch (c) {
+            case 'h':
+                fputs(kUsage, stdout);
+                rc = -1;
+                break;
+            case STORE:
+                a.store = optarg;
+                break;
+            case PROPERTY:
+                a.property = optarg;
+                break;
+            case TIME:
+                a.time = optarg;
+                break;
+            case ':':
+                rc = usage(std::string(args[static_cast<size_t>(optind - 1)]) + " needs a value");
+                break;
+            default:
+                rc = usage(std::string("unknown option ") + args[static_cast<size_t>(optind - 1)]);
         }
     }
+    args.pop_back();
+    next = static_cast<size_t>(optind);
+    return rc;
+}
+
+// Options before the command and after its operands; the operands
+// themselves are taken by position (a value such as "-5" is no option).
+// "--" ends the options.
+int parse_args(int argc, char** argv, Args& a) {
+    char program[] = "cdsctl";
+    std::vector<char*> args{program};
+    args.insert(args.end(), argv + 1, argv + argc);
+    size_t next = 0;
+    int rc = scan_options(args, a, next);
+    if (rc != 0 || next >= args.size()) return rc;
+    const bool ended = std::strcmp(args[next - 1], "--") == 0 && next > 1;
+    // The command and as many operands as it takes, by position.
+    size_t maxOperands = 0;
+    for (const Command& c : kCommands)
+        if (c.name == std::string(args[next])) maxOperands = c.max;
+    a.words.push_back(args[next++]);
+    while (next < args.size() && a.words.size() <= maxOperands &&
+           (ended || std::strncmp(args[next], "--", 2) != 0))
+        a.words.push_back(args[next++]);
+    if (ended) {
+        a.words.insert(a.words.end(), args.begin() + static_cast<long>(next), args.end());
+        return 0;
+    }
+    // Options after the operands, then anything left over as further
+    // operands (which the operand count refuses).
+    std::vector<char*> rest{program};
+    rest.insert(rest.end(), args.begin() + static_cast<long>(next), args.end());
+    rc = scan_options(rest, a, next);
+    if (rc != 0) return rc;
+    a.words.insert(a.words.end(), rest.begin() + static_cast<long>(next), rest.end());
     return 0;
 }
 
@@ -152,17 +217,6 @@ int cmd_export(toolkit::CCds& cds, const std::string& path) {
     fwrite(out.data(), 1, out.size(), stdout);
     return CDSCTL_OK;
 }
-
-// Operand counts per command: {name, min, max}.
-struct Command {
-    const char* name;
-    size_t min, max;
-    bool writes;
-};
-const Command kCommands[] = {
-    {"get", 1, 1, false},    {"set", 3, 3, true},   {"ls", 1, 1, false},    {"tree", 1, 1, false},
-    {"mknode", 1, 1, true},  {"rm", 1, 1, true},    {"import", 1, 1, true}, {"export", 0, 1, false},
-    {"alarms", 0, 0, false}, {"raise", 3, 4, true}, {"clear", 1, 2, true}};
 
 }  // namespace
 

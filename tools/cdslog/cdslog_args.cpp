@@ -1,6 +1,8 @@
 // Option parsing and record formatting of cdslog.
 #include "cdslog_args.h"
 
+#include <getopt.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -23,22 +25,43 @@ const std::string* Args::get(const std::string& name) const {
 
 bool parseArgs(int argc, char** argv, int first, const std::vector<std::string>& flagNames,
                Args& out, std::string& error) {
-    for (int i = first; i < argc; ++i) {
-        std::string a = argv[i];
-        if (a.compare(0, 2, "--") != 0) {
-            error = "unexpected argument: " + a;
-            return false;
-        }
-        std::string name = a.substr(2);
-        if (std::find(flagNames.begin(), flagNames.end(), name) != flagNames.end()) {
-            out.flags.push_back(name);
+    // Every option of every command that takes a value; which of them a
+    // command reads is up to the command.
+    static const char* const kValueOptions[] = {
+        "ack",   "cache-kb", "count",       "descr",     "end",    "event-id", "group",
+        "level", "max",      "max-records", "note",      "offset", "onoff",    "page-size",
+        "path",  "paths",    "priority",    "quality",   "source", "start",    "step-us",
+        "time",  "type",     "value",       "variation", "vtype"};
+    std::vector<option> table;
+    for (const char* name : kValueOptions) table.push_back({name, required_argument, nullptr, 0});
+    for (const std::string& f : flagNames) table.push_back({f.c_str(), no_argument, nullptr, 0});
+    table.push_back({nullptr, 0, nullptr, 0});
+    // getopt_long reads from the second element: a stand-in for the
+    // program's name goes first.
+    char program[] = "cdslog";
+    std::vector<char*> args{program};
+    for (int i = first; i < argc; ++i) args.push_back(argv[i]);
+    const int n = static_cast<int>(args.size());
+    args.push_back(nullptr);
+    opterr = 0;  // the messages below say what was wrong
+    optind = 0;  // a fresh scan, whatever an earlier one left behind
+    int which = -1;
+    for (int c; (c = getopt_long(n, args.data(), "+:", table.data(), &which)) != -1; which = -1) {
+        if (c == 0) {
+            const option& o = table[static_cast<size_t>(which)];
+            if (o.has_arg == required_argument)
+                out.values[o.name] = optarg;
+            else
+                out.flags.push_back(o.name);
             continue;
         }
-        if (i + 1 >= argc) {
-            error = "missing value for " + a;
-            return false;
-        }
-        out.values[name] = argv[++i];
+        error = (c == ':' ? "missing value for " : "unknown option ") +
+                std::string(args[static_cast<size_t>(optind - 1)]);
+        return false;
+    }
+    if (optind < n) {
+        error = "unexpected argument: " + std::string(args[static_cast<size_t>(optind)]);
+        return false;
     }
     return true;
 }

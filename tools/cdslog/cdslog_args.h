@@ -21,8 +21,10 @@ struct Args {
     const std::string* get(const std::string& name) const;
 };
 
-// Flags take no value; every other "--name" takes the next argument.
-// Returns false (with `error` set) on a stray or incomplete argument.
+// Parses argv[first..] with getopt_long: the flags in `flagNames` take no
+// value, cdslog's other options take one ("--name value" or "--name=value").
+// Returns false (with `error` set) on a stray argument, an unknown option or
+// a missing value.
 bool parseArgs(int argc, char** argv, int first, const std::vector<std::string>& flagNames,
                Args& out, std::string& error);
 

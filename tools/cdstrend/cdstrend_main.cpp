@@ -1,6 +1,8 @@
 // cdstrend: defines the periods, devices and parameters of a trend log,
 // appends or generates snapshots, and lists what a log holds. Writes through
 // the same toolkit::trend::CLog writer calls as the device's trend logic.
+#include <getopt.h>
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -223,9 +225,20 @@ int list(CLog& log, const std::string& what, char** a, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[2], "--help")) {
-        std::fputs(kUsage, argc < 3 ? stderr : stdout);
-        return argc < 3 && !(argc == 2 && !std::strcmp(argv[1], "--help")) ? 1 : 0;
+    static const option kOptions[] = {{"help", no_argument, nullptr, 'h'},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    // Options come before the log file; whatever follows is positional
+    // (values may be negative numbers).
+    for (int c; (c = getopt_long(argc, argv, "+h", kOptions, nullptr)) != -1;) {
+        std::fputs(kUsage, c == 'h' ? stdout : stderr);
+        return c == 'h' ? 0 : 1;
+    }
+    argv += optind - 1;
+    argc -= optind - 1;
+    if (argc < 3) {
+        std::fputs(kUsage, stderr);
+        return 1;
     }
     const std::string cmd = argv[2];
     char** a = argv + 3;

@@ -1,6 +1,7 @@
 // devhandler: the reference device handler process. Registers its commands
 // for one device, then polls the device's input queue until SIGTERM/SIGINT
 // (or once, with --once).
+#include <getopt.h>
 #include <signal.h>
 #include <time.h>
 
@@ -46,35 +47,54 @@ int main(int argc, char** argv) {
     std::string store;
     unsigned period = 200;
     bool once = false;
-    for (int i = 1; i < argc; ++i) {
-        const char* a = argv[i];
-        const char* v = i + 1 < argc ? argv[i + 1] : nullptr;
+    enum { DEVICE = 1, STORE, MAX_COUNT, AGE, PERIOD, ONCE, HELP };
+    static const option kOptions[] = {{"device", required_argument, nullptr, DEVICE},
+                                      {"store", required_argument, nullptr, STORE},
+                                      {"max-count", required_argument, nullptr, MAX_COUNT},
+                                      {"age", required_argument, nullptr, AGE},
+                                      {"period", required_argument, nullptr, PERIOD},
+                                      {"once", no_argument, nullptr, ONCE},
+                                      {"help", no_argument, nullptr, HELP},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;  // the message below names the argument as given
+    int which = -1;
+    for (int c; (c = getopt_long(argc, argv, ":", kOptions, &which)) != -1; which = -1) {
         bool ok = true;
-        if (!std::strcmp(a, "--help")) {
-            std::fputs(kUsage, stdout);
-            return 0;
+        switch (c) {
+            case HELP:
+                std::fputs(kUsage, stdout);
+                return 0;
+            case ONCE:
+                once = true;
+                break;
+            case DEVICE:
+                config.devPath = optarg;
+                break;
+            case STORE:
+                store = optarg;
+                break;
+            case MAX_COUNT:
+                ok = number(optarg, 1000000, config.maxCount);
+                break;
+            case AGE:
+                ok = number(optarg, 100000000, config.ageSeconds);
+                break;
+            case PERIOD:
+                ok = number(optarg, 60000, period) && period > 0;
+                break;
+            default:
+                ok = false;
         }
-        if (!std::strcmp(a, "--once")) {
-            once = true;
-            continue;
-        }
-        if (!std::strcmp(a, "--device") && v)
-            config.devPath = v;
-        else if (!std::strcmp(a, "--store") && v)
-            store = v;
-        else if (!std::strcmp(a, "--max-count"))
-            ok = number(v, 1000000, config.maxCount);
-        else if (!std::strcmp(a, "--age"))
-            ok = number(v, 100000000, config.ageSeconds);
-        else if (!std::strcmp(a, "--period"))
-            ok = number(v, 60000, period) && period > 0;
-        else
-            ok = false;
         if (!ok) {
-            std::fprintf(stderr, "devhandler: bad argument %s \n%s", a, kUsage);
+            const std::string arg =
+                which >= 0 ? std::string("--") + kOptions[which].name : argv[optind - 1];
+            std::fprintf(stderr, "devhandler: bad argument %s \n%s", arg.c_str(), kUsage);
             return 2;
         }
-        ++i;
+    }
+    if (optind < argc) {
+        std::fprintf(stderr, "devhandler: bad argument %s \n%s", argv[optind], kUsage);
+        return 2;
     }
     if (config.devPath.empty()) {
         std::fprintf(stderr, "devhandler: --device is required \n%s", kUsage);

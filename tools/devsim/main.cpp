@@ -1,4 +1,5 @@
 // devsim command line: options, signal flag and the flat step loop.
+#include <getopt.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -44,49 +45,92 @@ bool number(const char* text, double lo, double hi, double& out) {
 
 // Fills `o`; returns 0 to run, 1 after --help, 2 on a bad option.
 int parse(int argc, char** argv, devsim::Options& o) {
-    for (int i = 1; i < argc; ++i) {
-        std::string a = argv[i];
-        if (a == "--help") {
-            fputs(kUsage, stdout);
-            return 1;
-        }
-        if (i + 1 >= argc) {
-            fprintf(stderr, "devsim: %s needs a value\n%s", a.c_str(), kUsage);
-            return 2;
-        }
-        const char* v = argv[++i];
+    enum {
+        STORE = 1,
+        DELTA,
+        ALARM,
+        SYSTEM,
+        TREND,
+        WAVES,
+        METERS,
+        INTERVAL,
+        SPEED,
+        SEED,
+        STEPS,
+        HELP
+    };
+    static const option kOptions[] = {{"store", required_argument, nullptr, STORE},
+                                      {"delta-log", required_argument, nullptr, DELTA},
+                                      {"alarm-log", required_argument, nullptr, ALARM},
+                                      {"system-log", required_argument, nullptr, SYSTEM},
+                                      {"trend-log", required_argument, nullptr, TREND},
+                                      {"wave-dir", required_argument, nullptr, WAVES},
+                                      {"meters", required_argument, nullptr, METERS},
+                                      {"interval", required_argument, nullptr, INTERVAL},
+                                      {"speed", required_argument, nullptr, SPEED},
+                                      {"seed", required_argument, nullptr, SEED},
+                                      {"steps", required_argument, nullptr, STEPS},
+                                      {"help", no_argument, nullptr, HELP},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;  // the messages below name the option as given
+    optind = 1;
+    int which = -1;
+    for (int c; (c = getopt_long(argc, argv, ":", kOptions, &which)) != -1; which = -1) {
+        const char* v = optarg;
         double d = 0;
         bool ok = true;
-        if (a == "--store")
-            o.store = v;
-        else if (a == "--delta-log")
-            o.deltaLog = v;
-        else if (a == "--alarm-log")
-            o.alarmLog = v;
-        else if (a == "--system-log")
-            o.systemLog = v;
-        else if (a == "--trend-log")
-            o.trendLog = v;
-        else if (a == "--wave-dir")
-            o.waveDir = v;
-        else if (a == "--meters")
-            ok = number(v, 1, 64, d) && d == std::floor(d), o.meters = unsigned(d);
-        else if (a == "--interval")
-            ok = number(v, 0.001, 86400, d), o.interval = d;
-        else if (a == "--speed")
-            ok = number(v, 0.001, 1e6, d), o.speed = d;
-        else if (a == "--seed")
-            ok = number(v, 0, 1e15, d) && d == std::floor(d), o.seed = uint64_t(d);
-        else if (a == "--steps")
-            ok = number(v, 0, 1e12, d) && d == std::floor(d), o.steps = long(d);
-        else {
-            fprintf(stderr, "devsim: unknown option %s\n%s", a.c_str(), kUsage);
-            return 2;
+        switch (c) {
+            case HELP:
+                fputs(kUsage, stdout);
+                return 1;
+            case STORE:
+                o.store = v;
+                break;
+            case DELTA:
+                o.deltaLog = v;
+                break;
+            case ALARM:
+                o.alarmLog = v;
+                break;
+            case SYSTEM:
+                o.systemLog = v;
+                break;
+            case TREND:
+                o.trendLog = v;
+                break;
+            case WAVES:
+                o.waveDir = v;
+                break;
+            case METERS:
+                ok = number(v, 1, 64, d) && d == std::floor(d), o.meters = unsigned(d);
+                break;
+            case INTERVAL:
+                ok = number(v, 0.001, 86400, d), o.interval = d;
+                break;
+            case SPEED:
+                ok = number(v, 0.001, 1e6, d), o.speed = d;
+                break;
+            case SEED:
+                ok = number(v, 0, 1e15, d) && d == std::floor(d), o.seed = uint64_t(d);
+                break;
+            case STEPS:
+                ok = number(v, 0, 1e12, d) && d == std::floor(d), o.steps = long(d);
+                break;
+            case ':':
+                fprintf(stderr, "devsim: %s needs a value\n%s", argv[optind - 1], kUsage);
+                return 2;
+            default:
+                fprintf(stderr, "devsim: unknown option %s\n%s", argv[optind - 1], kUsage);
+                return 2;
         }
         if (!ok) {
-            fprintf(stderr, "devsim: bad value for %s: %s\n", a.c_str(), v);
+            fprintf(stderr, "devsim: bad value for --%s: %s\n", kOptions[which].name, v);
             return 2;
         }
+    }
+    if (optind < argc) {
+        fprintf(stderr, "devsim: unknown option %s\n%s", argv[optind], kUsage);
+        return 2;
     }
     return 0;
 }
