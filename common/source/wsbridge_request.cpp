@@ -129,7 +129,27 @@ std::string checkRequestXml(std::string& body) {
     return error;
 }
 
+namespace {
+
+// An element the engine does not expect is skipped, as clients that send
+// more than the contract names expect. One exception: a second
+// "subscribeLogOptions" (some SOAP stacks write a list type as repeated
+// elements) would be skipped with its bits, storing less than the client
+// asked for; that request gets a fault saying how to write the list.
+int ignoredElement(struct soap* soap, const char* tag) {
+    const char* colon = std::strchr(tag, ':');
+    const char* local = colon ? colon + 1 : tag;
+    if (std::strcmp(local, "subscribeLogOptions") != 0) return SOAP_OK;
+    return soap_sender_fault(soap,
+                             "subscribeLogOptions is a list: write its values in one element, "
+                             "separated by blanks (\"Alarm Trend\")",
+                             nullptr);
+}
+
+}  // namespace
+
 void configureEngine(struct soap* soap) {
+    soap->fignore = ignoredElement;
     // Strings are UTF-8 on the wire and in the store; without this mode the
     // engine would take each byte of a string for a Latin-1 character.
     soap_set_mode(soap, SOAP_C_UTFSTRING);

@@ -327,3 +327,39 @@ TEST_F(DispatchTest, OtherW3cYearsAreAcceptedForSchemaNamespaces) {
 }
 
 }  // namespace
+
+namespace {
+
+// The subscribe-log bit set is one list element; a client that repeats the
+// element instead gets a fault, never a subscription with fewer bits.
+TEST_F(DispatchTest, RepeatedLogOptionsAreAFaultNotLostBits) {
+    setenv("REMOTE_USER", "admin", 1);
+    api_status_t st;
+    gateway.global().cds.add_node("/Software/Security/Users/admin", st, "test");
+    gateway.global().cds.set_leaf("/Software/Security/Users/admin/Role",
+                                  toolkit::CElement::from_string("admin"), st, DSV_TRI_UNSET,
+                                  "test");
+    const auto create = [this](const std::string& id, const std::string& options) {
+        return serve("<nsc1:createSubscription><nsc1:subscriptionId>" + id +
+                     "</nsc1:subscriptionId><nsc1:replyUri>http://r/</nsc1:replyUri>"
+                     "<nsc1:leaseDuration>60</nsc1:leaseDuration>"
+                     "<nsc1:logSinceTime>0</nsc1:logSinceTime>" +
+                     options + "</nsc1:createSubscription>");
+    };
+    const std::string logOptions = "/Software/Data Servers/WS-Publisher/Subscriptions/";
+    wstest::Reply reply =
+        create("one", "<nsc1:subscribeLogOptions>Alarm Trend</nsc1:subscribeLogOptions>");
+    EXPECT_EQ(reply.error, SOAP_OK) << reply.body;
+    EXPECT_TRUE(gateway.global().cds.node_exists(logOptions + "one"));
+
+    reply = create("two",
+                   "<nsc1:subscribeLogOptions>Alarm</nsc1:subscribeLogOptions>"
+                   "<nsc1:subscribeLogOptions>Trend</nsc1:subscribeLogOptions>");
+    EXPECT_NE(wstest::faultString(reply.body).find("subscribeLogOptions is a list"),
+              std::string::npos)
+        << reply.body;
+    EXPECT_FALSE(gateway.global().cds.node_exists(logOptions + "two"));
+    unsetenv("REMOTE_USER");
+}
+
+}  // namespace
