@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <cstring>
+#include <string>
 
 namespace fault_vfs {
 
@@ -13,6 +14,7 @@ namespace {
 struct FaultFile {
     sqlite3_file base;
     sqlite3_file* real;  // lives right after this struct
+    bool watched;        // its shared locks are counted
 };
 
 sqlite3_vfs g_vfs;
@@ -20,6 +22,10 @@ sqlite3_vfs* g_orig = nullptr;
 sqlite3_io_methods g_methods;
 int g_budget = -1;  // writes still allowed; -1 = no faults
 int g_refused = 0;
+std::string g_suffix;  // files whose locks are watched
+int g_locks = 0;
+int g_busyFrom = 0;
+bool g_released = true;
 
 sqlite3_file* real_of(sqlite3_file* f) {
     return reinterpret_cast<FaultFile*>(f)->real;
@@ -57,6 +63,10 @@ int x_size(sqlite3_file* f, sqlite3_int64* n) {
     return real_of(f)->pMethods->xFileSize(real_of(f), n);
 }
 int x_lock(sqlite3_file* f, int l) {
+    if (reinterpret_cast<FaultFile*>(f)->watched && l == SQLITE_LOCK_SHARED) {
+        ++g_locks;
+        if (!g_released && g_busyFrom > 0 && g_locks >= g_busyFrom) return SQLITE_BUSY;
+    }
     return real_of(f)->pMethods->xLock(real_of(f), l);
 }
 int x_unlock(sqlite3_file* f, int l) {
@@ -96,6 +106,9 @@ int x_unfetch(sqlite3_file* f, sqlite3_int64 o, void* p) {
 int x_open(sqlite3_vfs* vfs, const char* name, sqlite3_file* f, int flags, int* out) {
     FaultFile* ff = reinterpret_cast<FaultFile*>(f);
     ff->real = reinterpret_cast<sqlite3_file*>(ff + 1);
+    const size_t n = name ? std::strlen(name) : 0;
+    ff->watched = (flags & SQLITE_OPEN_MAIN_DB) && !g_suffix.empty() && n >= g_suffix.size() &&
+                  g_suffix.compare(0, std::string::npos, name + n - g_suffix.size()) == 0;
     int rc = g_orig->xOpen(g_orig, name, ff->real, flags, out);
     // A file whose open failed has no methods; SQLite then does not close it.
     ff->base.pMethods = ff->real->pMethods ? &g_methods : nullptr;
@@ -126,6 +139,8 @@ void uninstall() {
     sqlite3_vfs_register(g_orig, 1);
     g_orig = nullptr;
     g_budget = -1;
+    g_suffix.clear();
+    g_released = true;
 }
 
 void fail_writes_after(int n) {
@@ -135,6 +150,25 @@ void fail_writes_after(int n) {
 
 int refused_writes() {
     return g_refused;
+}
+
+void watch_locks(const std::string& suffix) {
+    g_suffix = suffix;
+    busy_from(0);
+}
+
+void busy_from(int n) {
+    g_locks = 0;
+    g_busyFrom = n;
+    g_released = n <= 0;
+}
+
+void release() {
+    g_released = true;
+}
+
+int shared_locks() {
+    return g_locks;
 }
 
 }  // namespace fault_vfs

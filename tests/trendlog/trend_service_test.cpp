@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <climits>
 
-#include "busy_vfs.h"
+#include "fault_vfs.h"
 #include "qel_time.h"
 #include "trend_fixture.h"
 #include "ws_trends.h"
@@ -402,12 +402,13 @@ TEST_F(TrendService, BrokenLogsAnswerInBand) {
 class TrendRetry : public TrendService {
   protected:
     void SetUp() override {
-        busy_vfs::install("trend.db");
+        fault_vfs::install();
+        fault_vfs::watch_locks("trend.db");
         TrendService::SetUp();
     }
     void TearDown() override {
         TrendService::TearDown();
-        busy_vfs::uninstall();
+        fault_vfs::uninstall();
     }
 };
 
@@ -418,9 +419,9 @@ TEST_F(TrendRetry, FiveAttemptsAndTheFourthAttemptRule) {
     // Opens the log, then counts the shared locks one request takes; the
     // page query is the request's last read.
     ASSERT_EQ("OK", data(request(0)).result);
-    busy_vfs::busy_from(0);
+    fault_vfs::busy_from(0);
     ASSERT_EQ("OK", data(request(0)).result);
-    const int locks = busy_vfs::shared_locks();
+    const int locks = fault_vfs::shared_locks();
     ASSERT_GT(locks, 0);
     struct Row {
         int freeAfter;  // pauses before the log frees up; 0 never busy, -1 never free
@@ -442,12 +443,12 @@ TEST_F(TrendRetry, FiveAttemptsAndTheFourthAttemptRule) {
         clock.pauses.clear();
         // The busy log frees up after this many pauses.
         clock.onPause = [this, &r] {
-            if (static_cast<int>(clock.pauses.size()) == r.freeAfter) busy_vfs::release();
+            if (static_cast<int>(clock.pauses.size()) == r.freeAfter) fault_vfs::release();
         };
-        busy_vfs::busy_from(r.freeAfter == 0 ? 0 : locks);
+        fault_vfs::busy_from(r.freeAfter == 0 ? 0 : locks);
         std::string err;
         auto resp = data(request(0), &err);
-        busy_vfs::release();
+        fault_vfs::release();
         EXPECT_EQ(r.result, resp.result);
         EXPECT_EQ(r.pauses, clock.pauses.size());
         for (unsigned p : clock.pauses) EXPECT_EQ(1000000u, p);
