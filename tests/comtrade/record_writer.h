@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "wstest_tempdir.h"
+
 namespace cttest {
 
 struct GenAnalog {
@@ -69,19 +71,6 @@ std::string readFile(const std::string& path);
 // and 18 status channels (bit d of sample k is (k + d) % 3 == 0).
 GenRecord standardRecord(int revision, const std::string& format, size_t n = 50);
 
-// A fresh folder under the test temporary directory; removed by the
-// destructor.
-class ScratchDir {
-  public:
-    ScratchDir();
-    ~ScratchDir();
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
+using ScratchDir = wstest::TempDir;
 
 }  // namespace cttest

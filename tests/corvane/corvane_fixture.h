@@ -15,20 +15,13 @@
 #include "soapH.h"
 #include "ws_corvane.h"
 #include "ws_global.h"
+#include "wstest_tempdir.h"
 
 namespace cvtest {
 
 class Fixture : public ::testing::Test {
   protected:
     void SetUp() override {
-        // A memory-backed folder when there is one: the store syncs every
-        // commit, and the bulk cases commit tens of thousands of times.
-        char shm[] = "/dev/shm/corvane_test_XXXXXX";
-        char tmp[] = "/tmp/corvane_test_XXXXXX";
-        char* d = mkdtemp(shm);
-        if (!d) d = mkdtemp(tmp);
-        ASSERT_NE(d, nullptr);
-        dir = d;
         setenv("CDS_STORE", file("cds.db").c_str(), 1);
         g = std::make_unique<global_data_t>();
         ASSERT_TRUE(g->cds.is_initialized());
@@ -53,11 +46,8 @@ class Fixture : public ::testing::Test {
         g.reset();
         unsetenv("CDS_STORE");
         unsetenv("REMOTE_USER");
-        std::string cmd = "rm -rf '" + dir + "'";
-        if (system(cmd.c_str()) != 0) {
-        }
     }
-    std::string file(const std::string& name) const { return dir + "/" + name; }
+    std::string file(const std::string& name) const { return dir.file(name); }
 
     // Writes a leaf through the gateway's handle, creating its node.
     void leaf(const std::string& path, const toolkit::CElement& v,
@@ -123,7 +113,9 @@ class Fixture : public ::testing::Test {
         return out;
     }
 
-    std::string dir;
+    // A memory-backed folder when there is one: the store syncs every
+    // commit, and the bulk cases commit tens of thousands of times.
+    wstest::TempDir dir{"corvane", "/dev/shm"};
     std::unique_ptr<global_data_t> g;
     std::unique_ptr<toolkit::CCds> other;
     struct soap* soap = nullptr;

@@ -12,16 +12,11 @@
 
 #include "cds_alarms.h"
 #include "devsim.h"
+#include "wstest_tempdir.h"
 
 class DevsimTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/devsim_test_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-        opts = options(dir);
-    }
-    void TearDown() override { system(("rm -rf '" + dir + "'").c_str()); }
+    void SetUp() override { opts = options(dir); }
 
     static devsim::Options options(const std::string& d) {
         devsim::Options o;
@@ -51,6 +46,7 @@ class DevsimTest : public ::testing::Test {
         return out;
     }
 
-    std::string dir;
+    wstest::TempDir tmp{"devsim"};
+    const std::string dir = tmp.path();
     devsim::Options opts;
 };

@@ -12,28 +12,11 @@
 #include <vector>
 
 #include "event_log.h"
+#include "wstest_tempdir.h"
 
 namespace evtest {
 
-// A fresh folder, removed with its content at the end of the test.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        char tmpl[] = "/tmp/eventlog_test_XXXXXX";
-        char* d = mkdtemp(tmpl);
-        m_path = d ? d : "/tmp";
-    }
-    ~ScratchDir() {
-        std::string cmd = "rm -rf '" + m_path + "'";
-        if (system(cmd.c_str()) != 0) {
-        }
-    }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
+using ScratchDir = wstest::TempDir;
 
 inline timeval tv(int64_t sec, int64_t usec = 0) {
     timeval t;

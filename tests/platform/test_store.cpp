@@ -6,17 +6,6 @@
 #include <cstdio>
 #include <string>
 
-TempDir::TempDir() {
-    char tmpl[] = "/tmp/cdstest.XXXXXX";
-    const char* p = mkdtemp(tmpl);
-    m_path = p ? p : "/tmp";
-}
-
-TempDir::~TempDir() {
-    std::string cmd = "rm -rf '" + m_path + "'";
-    if (m_path.rfind("/tmp/cdstest.", 0) == 0) (void)!system(cmd.c_str());
-}
-
 void StoreTest::put(const std::string& path, const toolkit::CElement& v) {
     api_status_t st;
     cds.set_leaf(path, v, st, DSV_TRI_UNSET, "test");

@@ -6,17 +6,9 @@
 #include <string>
 
 #include "cds_api.h"
+#include "wstest_tempdir.h"
 
-class TempDir {
-  public:
-    TempDir();
-    ~TempDir();
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
+using wstest::TempDir;
 
 // A store on a new file, opened through CCds.
 class StoreTest : public ::testing::Test {

@@ -13,9 +13,14 @@ namespace wstest {
 
 class TempDir {
   public:
-    explicit TempDir(const char* prefix = "wstest") {
-        std::string templ =
-            (std::filesystem::temp_directory_path() / (std::string(prefix) + "-XXXXXX")).string();
+    // In `base` when that folder exists (a memory-backed one for tests that
+    // commit thousands of times), else in the system's temporary folder.
+    explicit TempDir(const char* prefix = "wstest", const char* base = nullptr) {
+        std::error_code ec;
+        const std::filesystem::path root = base && std::filesystem::is_directory(base, ec)
+                                               ? std::filesystem::path(base)
+                                               : std::filesystem::temp_directory_path();
+        std::string templ = (root / (std::string(prefix) + "-XXXXXX")).string();
         std::vector<char> buf(templ.begin(), templ.end());
         buf.push_back('\0');
         if (!mkdtemp(buf.data())) throw std::runtime_error("cannot create a temporary folder");

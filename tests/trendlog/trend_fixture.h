@@ -19,6 +19,7 @@
 #include "trend_log.h"
 #include "ws_global.h"
 #include "wstest_gateway.h"
+#include "wstest_tempdir.h"
 
 namespace trtest {
 
@@ -28,24 +29,7 @@ using toolkit::trend::CPeriodProperties;
 using toolkit::trend::CSample;
 using toolkit::trend::CSnapshot;
 
-// A fresh folder, removed with its content at the end of the test.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        char tmpl[] = "/tmp/trendlog_test_XXXXXX";
-        char* d = mkdtemp(tmpl);
-        m_path = d ? d : "/tmp";
-    }
-    ~ScratchDir() {
-        std::string cmd = "rm -rf '" + m_path + "'";
-        if (system(cmd.c_str()) != 0) {
-        }
-    }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
+using ScratchDir = wstest::TempDir;
 
 inline std::string readAll(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
