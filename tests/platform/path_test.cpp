@@ -149,15 +149,3 @@ TEST(TypeNames, NamesAndShortForms) {
     EXPECT_EQ(dsv_enum_to_str(99), nullptr);
 }
 
-TEST(Statuses, EveryCodeHasItsOwnText) {
-    std::set<std::string> seen;
-    for (int c = API_STATUS_NONE; c <= API_SCHEMA_MISMATCH; ++c) {
-        std::string t = dsv_status_str(c);
-        EXPECT_NE(t, "Unknown status") << c;
-        EXPECT_TRUE(seen.insert(t).second) << "duplicate text " << t;
-    }
-    EXPECT_STREQ(dsv_status_str(999), "Unknown status");
-    api_status_t st;
-    st.code = API_NOT_FOUND;
-    EXPECT_STREQ(st.text(), "No such node or leaf");
-}
