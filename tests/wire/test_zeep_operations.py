@@ -38,14 +38,15 @@ def _wsdl_files():
 
 
 def _enumerations(wsdl_path):
-    """Named simple types of the WSDL's schemas -> their enumeration values."""
-    tree = etree.parse(wsdl_path)
+    """Named simple types of the schemas beside the WSDL (which imports
+    them) -> their enumeration values."""
     enums = {}
-    for simple in tree.iter(XSD_NS + "simpleType"):
-        name = simple.get("name")
-        values = [e.get("value") for e in simple.iter(XSD_NS + "enumeration")]
-        if name and values:
-            enums[name] = values
+    for path in glob.glob(os.path.join(os.path.dirname(wsdl_path), "*.xsd")):
+        for simple in etree.parse(path).iter(XSD_NS + "simpleType"):
+            name = simple.get("name")
+            values = [e.get("value") for e in simple.iter(XSD_NS + "enumeration")]
+            if name and values:
+                enums[name] = values
     return enums
 
 
