@@ -147,4 +147,3 @@ TEST(TypeNames, NamesAndShortForms) {
     EXPECT_EQ(dsv_enum_to_str(0), nullptr);
     EXPECT_EQ(dsv_enum_to_str(99), nullptr);
 }
-
