@@ -81,6 +81,9 @@ void configureEngine(struct soap* soap);
 // Registers the plugin that keeps every reply well-formed XML: characters
 // XML does not allow and ill-formed UTF-8 leave as U+FFFD.
 void installReplyGuard(struct soap* soap);
+// Forgets what the guard held back from the last piece of a reply that was
+// cut off (a client gone mid-reply): the next reply starts clean.
+void resetReplyGuard(struct soap* soap);
 // Answers with a SOAP 1.1 client fault carrying `text`, raised by the host
 // before the engine read anything; one line on standard error.
 void sendHostFault(struct soap* soap, const std::string& text);

@@ -143,6 +143,10 @@ int guardPlugin(struct soap* soap, struct soap_plugin* p, void*) {
 
 }  // namespace
 
+void resetReplyGuard(struct soap* soap) {
+    if (GuardData* d = static_cast<GuardData*>(soap->data[1])) d->carry.clear();
+}
+
 void installReplyGuard(struct soap* soap) {
     if (soap_lookup_plugin(soap, kGuardId) == nullptr) soap_register_plugin(soap, guardPlugin);
 }

@@ -171,6 +171,7 @@ void sendHostFault(struct soap* soap, const std::string& text) {
 }
 
 void releaseRequestData(struct soap* soap) {
+    resetReplyGuard(soap);
     // The fault and the decoded request are C++ objects of the context:
     // soap_end alone would forget them without running their destructors.
     soap_destroy(soap);
