@@ -12,7 +12,7 @@ TOP=$PWD
 DEPS=(build-essential cmake pkg-config gsoap libgsoap-dev libfcgi-dev libboost-regex-dev
       libsqlite3-dev libexpat1-dev sqlite3 nginx python3-zeep python3-pytest googletest libgtest-dev
       libgmock-dev libbenchmark-dev clang libclang-rt-14-dev curl openssl
-      libuchardet-dev libpugixml-dev libjsoncpp-dev gcovr clang-format python3-suds)
+      libuchardet-dev libpugixml-dev libjsoncpp-dev gcovr clang-format python3-suds libsoap-lite-perl)
 
 install_deps() {
     local missing=()

@@ -1,6 +1,10 @@
-"""A second, independent SOAP stack against the served descriptions:
-python3-suds reads each WSDL through nginx (its schemas found by location)
-and calls operations of every service, checking the values it parses."""
+"""Independent SOAP stacks against the served site: python3-suds reads each
+WSDL through nginx (its schemas found by location) and calls operations of
+every service; Perl's SOAP::Lite calls the value services without a WSDL.
+Both check the values they parse."""
+import shutil
+import subprocess
+
 import pytest
 
 from gateway import USERS
@@ -49,3 +53,43 @@ def test_node_management_and_commands_through_suds(gw):
     c3 = client(gw, "CorvaneC3").service
     r = c3.getDeviceCmdResult(options="", devPath="/Interop/None", cmdHandle=7)
     assert r.result == "? 32 Handle Invalid or Expired : /Interop/None for cmd #7"
+
+
+PERL_CLIENT = r'''
+use strict; use warnings; use SOAP::Lite;
+my ($url, $user, $pw, $op, @args) = @ARGV;
+sub SOAP::Transport::HTTP::Client::get_basic_credentials { return ($user, $pw) }
+my $soap = SOAP::Lite->proxy($url)->autotype(0)
+                     ->default_ns('http://device-ws.example.com/Corvane');
+$soap->on_action(sub { '""' });
+my @params;
+while (my ($name, $value) = splice(@args, 0, 2)) {
+    push @params, SOAP::Data->name($name => $value);
+}
+my $som = $soap->call($op, @params);
+die $som->faultstring . "\n" if $som->fault;
+binmode STDOUT, ':utf8';
+print $som->result, "\n";
+'''
+
+
+def perl(gw, *args, user="admin"):
+    if shutil.which("perl") is None or subprocess.run(
+            ["perl", "-MSOAP::Lite", "-e", "1"], capture_output=True).returncode != 0:
+        pytest.skip("Perl SOAP::Lite is not installed")
+    r = subprocess.run(["perl", "-e", PERL_CLIENT, gw.url, user, USERS[user]] + list(args),
+                       capture_output=True, text=True, timeout=60)
+    return r.returncode, r.stdout.rstrip("\n"), r.stderr
+
+
+def test_values_through_perl_soap_lite(gw):
+    assert perl(gw, "setValue", "options", "", "path", POINT + "/Value", "value", "232.5",
+                user="operator") == (0, "232.5", "")
+    assert perl(gw, "getValue", "options", "", "path", POINT + "/Value") == (0, "232.5", "")
+    text = "Z\u00e4hler \u20ac"
+    gw.store.run("set", POINT + "/Units", "text", text)
+    assert perl(gw, "getValue", "options", "", "path", POINT + "/Units") == (0, text, "")
+    code, _, err = perl(gw, "setValue", "options", "", "path", POINT + "/Value", "value", "1",
+                        user="viewer")
+    assert code != 0 and "401" in err
+    assert gw.store.get(POINT + "/Value") == "232.5"
